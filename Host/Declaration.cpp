@@ -1,0 +1,195 @@
+#include "Declaration.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <limits>
+#include <ostream>
+#include <sstream>
+#include <stdexcept>
+
+namespace qkzhost {
+namespace {
+
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+
+std::string_view trimmed(std::string_view text) {
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front()))) text.remove_prefix(1);
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back()))) text.remove_suffix(1);
+    return text;
+}
+
+Parameter parseParameter(std::string_view text) {
+    Parameter parameter;
+    if (const auto equals = text.find('='); equals != text.npos) {
+        parameter.defaultText = std::string(trimmed(text.substr(equals + 1)));
+        text = text.substr(0, equals);
+    }
+    std::istringstream words{std::string(text)};
+    std::string word;
+    words >> word;
+    while (true) {
+        if (sameText(word, "byref"))
+            parameter.byref = true;
+        else if (sameText(word, "extends"))
+            parameter.extends = true;
+        else if (sameText(word, "assigns"))
+            parameter.assigns = true;
+        else
+            break;
+        word.clear();
+        words >> word;
+    }
+    std::string as;
+    parameter.name = word;
+    if (!(words >> as >> parameter.typeName) || !sameText(as, "as") || words >> word)
+        throw std::invalid_argument("parameter \"" + std::string(trimmed(text)) +
+                                    "\" is not \"name as type\"");
+    parameter.type = typeNamed(parameter.typeName);
+    return parameter;
+}
+
+template <class T>
+bool readNumber(std::string_view text, T& value, int base) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
+    return error == std::errc() && end == text.data() + text.size();
+}
+
+std::int64_t readInteger(std::string_view text, std::int64_t least, std::int64_t most) {
+    std::int64_t value = 0;
+    const bool hexadecimal = text.size() > 2 && sameText(text.substr(0, 2), "&h");
+    if (!readNumber(hexadecimal ? text.substr(2) : text, value, hexadecimal ? 16 : 10))
+        throw std::invalid_argument("is not a whole number");
+    if (value < least || value > most)
+        throw std::invalid_argument("is not in " + std::to_string(least) + ".." + std::to_string(most));
+    return value;
+}
+
+Color readColor(std::string_view text) {
+    std::uint32_t word = 0;
+    if ((text.size() != 8 && text.size() != 10) || !sameText(text.substr(0, 2), "&c") ||
+        !readNumber(text.substr(2), word, 16))
+        throw std::invalid_argument("is not a colour such as &cFF8000");
+    return {text.size() == 8 ? word : word >> 8 | word << 24};  // &cRRGGBBTT
+}
+
+}  // namespace
+
+bool sameText(std::string_view a, std::string_view b) { return std::ranges::equal(a, b, {}, lower, lower); }
+
+std::string canonical(std::string_view text) {
+    std::string result;
+    for (const char c : text)
+        if (c != ' ') result += lower(c);
+    return result;
+}
+
+Type typeNamed(std::string_view name) {
+    static constexpr std::pair<std::string_view, Type> names[] = {
+        {"integer", Type::integer}, {"int64", Type::integer}, {"int32", Type::int32},
+        {"uint32", Type::uint32},   {"double", Type::real},   {"boolean", Type::boolean},
+        {"color", Type::color},     {"string", Type::string},
+    };
+    for (const auto& [text, type] : names)
+        if (sameText(text, name)) return type;
+    return Type::object;
+}
+
+Declaration parseDeclaration(std::string_view text) {
+    Declaration declaration;
+    text = trimmed(text);
+    const auto nameEnd = std::min(text.find_first_of("( "), text.size());
+    declaration.name = text.substr(0, nameEnd);
+    if (declaration.name.empty()) throw std::invalid_argument("the declaration has no name");
+    text = trimmed(text.substr(nameEnd));
+    if (text.starts_with('(')) {
+        const auto close = text.find(')');
+        if (close == text.npos) throw std::invalid_argument("the parameter list is not closed");
+        std::string_view list = text.substr(1, close - 1);
+        while (!trimmed(list).empty()) {  // an empty parameter, as after a trailing comma, is no parameter
+            const auto comma = std::min(list.find(','), list.size());
+            if (!trimmed(list.substr(0, comma)).empty())
+                declaration.parameters.push_back(parseParameter(list.substr(0, comma)));
+            list.remove_prefix(std::min(comma + 1, list.size()));
+        }
+        text = trimmed(text.substr(close + 1));
+    }
+    if (text.empty()) return declaration;
+    if (text.size() < 4 || !sameText(text.substr(0, 3), "as "))
+        throw std::invalid_argument("\"" + std::string(text) + "\" is not \"as type\"");
+    declaration.resultName = trimmed(text.substr(3));
+    declaration.result = typeNamed(declaration.resultName);
+    return declaration;
+}
+
+Value parseLiteral(std::string_view text, Type type) {
+    switch (type) {
+        case Type::integer:
+            return readInteger(text, std::numeric_limits<std::int64_t>::min(),
+                               std::numeric_limits<std::int64_t>::max());
+        case Type::int32:
+            return readInteger(text, std::numeric_limits<std::int32_t>::min(),
+                               std::numeric_limits<std::int32_t>::max());
+        case Type::uint32:
+            return readInteger(text, 0, std::numeric_limits<std::uint32_t>::max());
+        case Type::real: {
+            double value = 0;
+            const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+            if (error != std::errc() || end != text.data() + text.size())
+                throw std::invalid_argument("is not a number");
+            return value;
+        }
+        case Type::boolean:
+            if (sameText(text, "true")) return true;
+            if (sameText(text, "false")) return false;
+            throw std::invalid_argument("is neither true nor false");
+        case Type::color:
+            return readColor(text);
+        case Type::string:
+            if (text.size() >= 2 && text.front() == '"' && text.back() == '"')
+                return std::string(text.substr(1, text.size() - 2));
+            [[fallthrough]];
+        default:
+            if (sameText(text, "nil")) return {};
+            throw std::invalid_argument("is not nil");
+    }
+}
+
+Value::Value(const Value&) = default;
+Value::Value(Value&&) noexcept = default;
+Value& Value::operator=(const Value&) = default;
+Value& Value::operator=(Value&&) noexcept = default;
+Value::~Value() = default;
+
+bool Value::isNil() const {
+    if (const auto* object = as<REALobjectStruct*>()) return *object == nullptr;
+    if (const auto* string = as<REALstringStruct*>()) return *string == nullptr;
+    return as<std::monostate>() != nullptr;
+}
+
+REALobjectStruct* Value::object() const { return isNil() ? nullptr : std::get<REALobjectStruct*>(data_); }
+
+REALstringStruct* Value::string() const { return isNil() ? nullptr : std::get<REALstringStruct*>(data_); }
+
+std::ostream& operator<<(std::ostream& out, const Value& value) {
+    if (value.isNil()) return out << "nil";
+    if (const auto* integer = value.as<std::int64_t>()) return out << *integer;
+    if (const auto* boolean = value.as<bool>()) return out << (*boolean ? "true" : "false");
+    if (const auto* text = value.as<std::string>()) return out << '"' << *text << '"';
+    char buffer[32];
+    if (const auto* real = value.as<double>()) {
+        const auto end = std::to_chars(std::begin(buffer), std::end(buffer), *real).ptr;
+        return out.write(buffer, end - buffer);
+    }
+    if (const auto* color = value.as<Color>()) {
+        const char* digits = "0123456789ABCDEF";
+        out << "&c";
+        for (int shift = 20; shift >= 0; shift -= 4) out << digits[color->word >> shift & 15];
+        return out;
+    }
+    if (const auto* variable = value.as<Value*>()) return out << "byref " << **variable;
+    if (const auto* string = value.as<REALstringStruct*>()) return out << "string " << *string;
+    return out << "object " << value.object();
+}
+
+}  // namespace qkzhost

@@ -1,0 +1,132 @@
+#include "NativeCall.h"
+
+#include <ffi.h>
+
+#include <cstring>
+#include <stdexcept>
+#include <vector>
+
+namespace qkzhost {
+namespace {
+
+ffi_type* nativeType(Type type) {
+    switch (type) {
+        case Type::none:
+            return &ffi_type_void;
+        case Type::integer:
+            return &ffi_type_sint64;
+        case Type::int32:
+            return &ffi_type_sint32;
+        case Type::uint32:
+        case Type::color:
+            return &ffi_type_uint32;
+        case Type::real:
+            return &ffi_type_double;
+        case Type::boolean:
+            return &ffi_type_sint8;
+        case Type::string:
+        case Type::object:
+            break;
+    }
+    return &ffi_type_pointer;
+}
+
+template <class T>
+T loadAs(const void* address) {
+    T value;
+    std::memcpy(&value, address, sizeof value);
+    return value;
+}
+
+template <class T>
+void storeAs(void* address, T value) {
+    std::memcpy(address, &value, sizeof value);
+}
+
+union Slot {
+    std::uint64_t word;
+    void* pointer;
+};
+
+}  // namespace
+
+Value loadValue(const void* address, Type type) {
+    switch (type) {
+        case Type::none:
+            return {};
+        case Type::integer:
+            return loadAs<std::int64_t>(address);
+        case Type::int32:
+            return loadAs<std::int32_t>(address);
+        case Type::uint32:
+            return loadAs<std::uint32_t>(address);
+        case Type::real:
+            return loadAs<double>(address);
+        case Type::boolean:
+            return loadAs<RBBoolean>(address) != 0;
+        case Type::color:
+            return Color{loadAs<std::uint32_t>(address)};
+        case Type::string:
+            return loadAs<REALstringStruct*>(address);
+        case Type::object:
+            return loadAs<REALobjectStruct*>(address);
+    }
+    return {};
+}
+
+void storeValue(void* address, Type type, const Value& value) {
+    switch (type) {
+        case Type::none:
+            break;
+        case Type::integer:
+            storeAs(address, value.integer());
+            break;
+        case Type::int32:
+            storeAs(address, static_cast<std::int32_t>(value.integer()));
+            break;
+        case Type::uint32:
+            storeAs(address, static_cast<std::uint32_t>(value.integer()));
+            break;
+        case Type::real:
+            storeAs(address, value.real());
+            break;
+        case Type::boolean:
+            storeAs(address, static_cast<RBBoolean>(value.boolean()));
+            break;
+        case Type::color:
+            storeAs(address, value.color().word);
+            break;
+        case Type::string:
+            storeAs(address, value.string());
+            break;
+        case Type::object:
+            storeAs(address, value.object());
+            break;
+    }
+}
+
+Value callNative(void* function, std::span<Argument> arguments, Type result) {
+    const std::size_t count = arguments.size();
+    std::vector<Slot> variables(count), slots(count);
+    std::vector<ffi_type*> types;
+    std::vector<void*> addresses;
+    for (std::size_t i = 0; i < count; i++) {
+        const Argument& argument = arguments[i];
+        variables[i].word = 0;
+        storeValue(&variables[i], argument.type, argument.value);
+        slots[i].pointer = &variables[i];
+        types.push_back(argument.byref ? &ffi_type_pointer : nativeType(argument.type));
+        addresses.push_back(argument.byref ? &slots[i] : &variables[i]);
+    }
+    ffi_cif interface;
+    if (ffi_prep_cif(&interface, FFI_DEFAULT_ABI, static_cast<unsigned>(count), nativeType(result),
+                     types.data()) != FFI_OK)
+        throw std::runtime_error("the call could not be prepared");
+    Slot returned{};  // whole numbers narrower than a word come back in its low bytes
+    ffi_call(&interface, reinterpret_cast<void (*)()>(function), &returned, addresses.data());
+    for (std::size_t i = 0; i < count; i++)
+        if (arguments[i].byref) arguments[i].value = loadValue(&variables[i], arguments[i].type);
+    return loadValue(&returned, result);
+}
+
+}  // namespace qkzhost

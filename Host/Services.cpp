@@ -1,0 +1,457 @@
+// The services that plug-ins ask for by name, and the methods of objects that they look up.
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <iostream>
+#include <stdexcept>
+
+#include "Encoding.h"
+#include "Host.h"
+
+namespace qkzhost {
+
+// Names as template arguments.
+template <std::size_t N>
+struct Name {
+    constexpr Name(const char (&literal)[N]) { std::copy_n(literal, N, text); }
+    char text[N];
+};
+
+using ObjectRef = REALobjectStruct*;
+using PictureRef = REALpictureStruct*;
+using StringRef = REALstringStruct*;
+using BlockRef = REALmemoryBlockStruct*;
+using Text = const char*;
+using Function = void*;
+
+struct Services {
+    // ---- the seam: counting, faults, and nothing thrown into the plug-in
+
+    template <Name name, auto service>
+    struct Entry;
+    template <Name name, class R, class... A, R (*service)(Host&, A...)>
+    struct Entry<name, service> {
+        static R call(A... arguments) noexcept {
+            static int knownHost = 0;  // the look-up by name is for the first call on each host
+            static Host::Fault* state = nullptr;
+            Host& host = Host::current();
+            if (std::exchange(knownHost, host.number_) != host.number_) state = &host.fault(name.text);
+            try {
+                if (Host::enter(*state)) return service(host, arguments...);
+            } catch (const std::bad_alloc&) {
+                host.raise("OutOfMemoryException", name.text);
+            } catch (const std::exception& error) {
+                host.objects_.note(std::string(name.text) + ": " + error.what());
+            }
+            if constexpr (!std::is_void_v<R>) return R{};
+        }
+    };
+
+    template <class T>
+    static T* find(Host& host, const void* handle, const char* purpose) {
+        return host.objects_.find<T>(handle, purpose);
+    }
+
+    // ---- start and registration
+
+    static double version(Host& host) { return host.settings.version; }
+    static void sdkVersion(Host& host, std::int32_t version) { host.sdkVersion = version; }
+    /// A plug-in may leave its records to the host, which has them for the life of the process.
+    static void keep(const void* definition) {
+        static auto& kept = *new std::vector<const void*>;
+        kept.push_back(definition);
+    }
+    template <Registration::Kind kind>
+    static void registerClass(Host& host, REALclassDefinition* definition) {
+        keep(definition);
+        Registration copy(kind, *definition);
+        if (kind == Registration::classType) {
+            // Every class has its data somewhere else, so that nobody can rely on one distance.
+            copy.instanceOffset = 32 + 16 * static_cast<std::int64_t>(host.registrations_.size());
+            definition->forSystemUse = copy.instanceOffset;
+        }
+        host.add(std::move(copy));
+    }
+    static void registerModule(Host& host, REALmoduleDefinition* definition) {
+        keep(definition);
+        host.add(Registration(*definition));
+    }
+    static void registerMethod(Host& host, REALmethodDefinition* definition) {
+        keep(definition);
+        host.add(Registration(*definition));
+    }
+
+    // ---- objects
+
+    static void lockObject(Host& host, ObjectRef object) { host.objects_.lock(object); }
+    static void unlockObject(Host& host, ObjectRef object) { host.objects_.unlock(object); }
+    static bool isException(std::string_view name) { return name.ends_with("Exception"); }
+    static bool classExists(Host& host, std::string_view name) {
+        if (host.fault(name).omitted) return false;
+        const std::pair<std::string_view, AppKind> applications[] = {{"Application", AppKind::desktop},
+                                                                     {"ConsoleApplication", AppKind::console},
+                                                                     {"WebApplication", AppKind::web}};
+        for (const auto& [text, kind] : applications)
+            if (sameText(text, name)) return host.settings.app == kind;
+        for (const char* text :
+             {"Picture", "MemoryBlock", "Graphics", "NilObjectException", "OutOfMemoryException",
+              "OutOfBoundsException", "RuntimeException", "UnsupportedOperationException",
+              "PlatformNotSupportedException", "InvalidArgumentException"})
+            if (sameText(text, name)) return true;
+        const Registration* registered = host.registration(name);
+        return registered && registered->kind == Registration::classType;
+    }
+    static REALclassStruct* classRef(Host& host, Text name) {
+        auto& state = host.fault(name);
+        state.asked++;
+        // Any address will do that stays and is one for each class.
+        return classExists(host, name) ? reinterpret_cast<REALclassStruct*>(&state) : nullptr;
+    }
+    static ObjectRef newInstance(Host& host, Text name) {
+        if (!classExists(host, name) || !Host::enter(host.fault(name))) return nullptr;
+        if (sameText(name, "Picture")) return host.objects_.add(std::make_unique<Picture>()).handle();
+        if (sameText(name, "MemoryBlock")) return host.objects_.add(std::make_unique<MemoryBlock>()).handle();
+        if (isException(name)) return host.objects_.add(std::make_unique<Exception>(name)).handle();
+        const Registration* type = host.registration(name);
+        if (!type || type->kind != Registration::classType) return nullptr;
+        Instance& instance = host.objects_.add(std::make_unique<Instance>(*type));
+        Argument self[] = {{Type::object, instance.handle()}};
+        if (type->constructor) callNative(type->constructor, self, Type::none);
+        return instance.handle();
+    }
+    static ObjectRef callWithHandler(Host& host, void (*function)(void*), void* data) {
+        const ObjectRef before = std::exchange(host.pending_, nullptr);
+        function(data);
+        return std::exchange(host.pending_, before);
+    }
+    static void raise(Host& host, ObjectRef exception) {
+        if (!host.objects_.find(exception, "raise")) return;
+        if (host.pending_) host.objects_.note("an exception is raised while another pends");
+        host.objects_.replace(host.pending_, exception);
+    }
+    static RBBoolean inDebugMode(Host&) { return 0; }
+    static void messageBox(Host& host, StringRef text) {
+        host.messages_.push_back(host.text(text));
+        std::cerr << "message: " << host.messages_.back() << '\n';
+    }
+
+    // ---- properties by name
+
+    template <class T, class Out>
+    static RBBoolean getProperty(Host& host, ObjectRef handle, Text name, Out* out) {
+        Object* object = host.objects_.find(handle, name);
+        const auto value = object ? object->get(host.objects_, name) : std::nullopt;
+        if (!value) return 0;
+        if (value->as<REALobjectStruct*>()) host.unlock(value->object());  // came with a reference
+        if (value->as<REALstringStruct*>()) host.unlock(value->string());
+        const T* content = value->as<T>();
+        if (content) *out = static_cast<Out>(*content);
+        return content != nullptr;
+    }
+    static RBBoolean setInteger(Host& host, ObjectRef object, Text name, std::int64_t value) {
+        return host.setProperty(object, name, value);
+    }
+    static RBBoolean setDouble(Host& host, ObjectRef object, Text name, double value) {
+        return host.setProperty(object, name, value);
+    }
+    static RBBoolean setString(Host& host, ObjectRef object, Text name, StringRef value) {
+        return host.setProperty(object, name, value);
+    }
+    static RBBoolean setColor(Host& host, ObjectRef object, Text name, std::uint32_t value) {
+        return host.setProperty(object, name, Color{value});
+    }
+
+    // ---- strings
+
+    static RBBoolean stringData(Host& host, StringRef handle, std::uint32_t encoding, REALstringData* out) {
+        const String* string = find<String>(host, handle, "string data");
+        const auto bytes = string ? convert(string->bytes, string->encoding, encoding) : std::nullopt;
+        if (!bytes) return 0;
+        char* copy = static_cast<char*>(std::malloc(bytes->size() + 1));
+        if (!copy) return 0;
+        std::memcpy(copy, bytes->c_str(), bytes->size() + 1);
+        *out = {copy, bytes->size(), encoding, copy, 0};
+        host.objects_.stringData++;
+        return 1;
+    }
+    static void disposeStringData(Host& host, REALstringData* data) {
+        if (!data->privateData) return host.objects_.note("string data is disposed twice");
+        std::free(data->privateData);
+        *data = {};
+        host.objects_.stringData--;
+    }
+    static StringRef buildWithEncoding(Host& host, Text bytes, std::int32_t length, std::uint32_t encoding) {
+        if (length < 0 || (!bytes && length > 0)) return nullptr;
+        return host.newString({bytes ? bytes : "", static_cast<std::size_t>(length)}, encoding);
+    }
+    static StringRef build(Host& host, Text bytes, std::int32_t length) {
+        return buildWithEncoding(host, bytes, length, REALencodingUnknown);
+    }
+    static void lockString(Host& host, StringRef string) { host.objects_.lock(string); }
+    static void unlockString(Host& host, StringRef string) { host.objects_.unlock(string); }
+    static Text stringContents(Host& host, StringRef handle) {
+        const String* string = find<String>(host, handle, "string contents");
+        return string ? string->bytes.c_str() : nullptr;
+    }
+    static std::int64_t lenB(Host& host, StringRef handle) {
+        const String* string = find<String>(host, handle, "LenB");
+        return string ? static_cast<std::int64_t>(string->bytes.size()) : 0;
+    }
+    static std::uint32_t stringEncoding(Host& host, StringRef string) { return host.encoding(string); }
+    static StringRef convertString(Host& host, StringRef handle, std::uint32_t encoding) {
+        const String* string = find<String>(host, handle, "convert string");
+        const auto bytes = string ? convert(string->bytes, string->encoding, encoding) : std::nullopt;
+        return bytes ? host.newString(*bytes, encoding) : nullptr;
+    }
+    static void setStringEncoding(Host& host, StringRef handle, std::uint32_t encoding) {
+        if (String* string = find<String>(host, handle, "set string encoding")) string->encoding = encoding;
+    }
+
+    // ---- pictures
+
+    static RBBoolean lockDescription(Host& host, PictureRef handle, REALpictureDescription* out,
+                                     std::uint32_t nativeType) {
+        Picture* picture = find<Picture>(host, handle, "lock picture description");
+        void* native = picture && picture->surface ? picture->surface->nativeHandle(nativeType) : nullptr;
+        if (!native) return 0;
+        *out = {nativeType, native, picture->surface->width, picture->surface->height, 32, 0};
+        picture->descriptionLocks++;
+        return 1;
+    }
+    static void unlockDescription(Host& host, PictureRef handle) {
+        Picture* picture = find<Picture>(host, handle, "unlock picture description");
+        if (!picture) return;
+        if (picture->descriptionLocks == 0) return host.objects_.note("a picture is unlocked but not locked");
+        picture->descriptionLocks--;
+    }
+    static void clearCache(Host& host, PictureRef handle) { find<Picture>(host, handle, "clear cache"); }
+    static PictureRef pictureMask(Host& host, PictureRef handle, RBBoolean create) {
+        Picture* picture = find<Picture>(host, handle, "mask");
+        if (!picture || !picture->surface) return nullptr;
+        const Surface& surface = *picture->surface;
+        if (!picture->mask && create && !surface.alpha)  // a new mask is black: everything shows
+            picture->mask = host.newPicture(surface.width, surface.height);
+        if (picture->mask) host.lock(picture->mask);
+        return static_cast<PictureRef>(picture->mask);
+    }
+    static ObjectRef graphics(Host& host, PictureRef handle) {
+        Picture* picture = find<Picture>(host, handle, "graphics");
+        if (!picture || !picture->surface) return nullptr;
+        host.lock(handle);
+        return host.objects_.add(std::make_unique<Graphics>(handle)).handle();
+    }
+    static PictureRef newPicture(Host& host, std::int64_t width, std::int64_t height, std::int64_t depth) {
+        return depth == 32 ? host.newPicture(width, height) : nullptr;
+    }
+    /// The buffer is the host's from here on, also when no picture comes of it.
+    static PictureRef pictureFromBuffer(Host& host, std::uint32_t width, std::uint32_t height,
+                                        std::int32_t pixelType, const std::uint8_t* bytes,
+                                        std::uint32_t rowBytes) {
+        if (!bytes || pixelType != REALpixelRGB || rowBytes < std::uint64_t{width} * 3) return nullptr;
+        const PictureRef picture = host.newPicture(width, height);
+        if (!picture) return nullptr;
+        Surface& surface = host.surface(picture);
+        std::vector<std::uint32_t> words(width);
+        for (std::uint32_t y = 0; y < height; y++) {
+            const std::uint8_t* rgb = bytes + std::size_t{y} * rowBytes;
+            for (std::uint32_t& word : words) {
+                word = surface.fromArgb(0xFF000000u |
+                                        static_cast<std::uint32_t>(rgb[0] << 16 | rgb[1] << 8 | rgb[2]));
+                rgb += 3;
+            }
+            surface.write(0, static_cast<int>(y), surface.width, words.data());
+        }
+        return picture;
+    }
+    static PictureRef buildFromBuffer(std::uint32_t width, std::uint32_t height, std::int32_t pixelType,
+                                      std::uint8_t* bytes, std::uint32_t rowBytes) {
+        const std::unique_ptr<std::uint8_t, decltype(&std::free)> owned(bytes, &std::free);
+        return Entry<"REALBuildPictureFromBuffer", pictureFromBuffer>::call(width, height, pixelType, bytes,
+                                                                            rowBytes);
+    }
+    static std::int64_t pictureType(Host& host, PictureRef handle) {
+        const Picture* picture = find<Picture>(host, handle, "picture type");
+        return picture ? picture->kind : 0;
+    }
+
+    // ---- memory blocks
+
+    static void* blockPointer(Host& host, BlockRef handle) {
+        MemoryBlock* block = find<MemoryBlock>(host, handle, "memory block pointer");
+        return block ? block->bytes.data() : nullptr;
+    }
+    static std::int64_t blockSize(Host& host, BlockRef handle) {
+        const MemoryBlock* block = find<MemoryBlock>(host, handle, "memory block size");
+        return block ? static_cast<std::int64_t>(block->bytes.size()) : 0;
+    }
+
+    // ---- methods of objects
+
+    static ObjectRef bestRepresentation(Host& host, ObjectRef handle, std::int64_t, std::int64_t, double) {
+        const Picture* picture = find<Picture>(host, handle, "BestRepresentation");
+        if (!picture || !picture->representation) return nullptr;
+        host.lock(picture->representation);
+        return picture->representation;
+    }
+    static PictureRef getMask(Host& host, PictureRef picture, RBBoolean create) {
+        return pictureMask(host, picture, create);
+    }
+    static void setMask(Host& host, PictureRef picture, PictureRef mask) { host.setMask(picture, mask); }
+    static void constructPicture(Host& host, ObjectRef handle, std::int64_t width, std::int64_t height) {
+        if (Picture* picture = find<Picture>(host, handle, "Picture.Constructor"))
+            picture->surface =
+                Surface::create(host.settings.storage, width, height, true, host.settings.extraStride);
+    }
+    static void constructBlock(Host& host, ObjectRef handle, std::int64_t size) {
+        MemoryBlock* block = find<MemoryBlock>(host, handle, "MemoryBlock.Constructor");
+        if (!block || size < 0) return;
+        if (static_cast<std::uint64_t>(size) > block->bytes.max_size()) throw std::bad_alloc();
+        block->bytes.assign(static_cast<std::size_t>(size), 0);
+    }
+    template <class Number>
+    static void drawPicture(Host& host, ObjectRef handle, PictureRef image, Number x, Number y, Number width,
+                            Number height, Number sourceX, Number sourceY, Number sourceWidth,
+                            Number sourceHeight) {
+        const Graphics* target = find<Graphics>(host, handle, "DrawPicture");
+        const Picture* source = find<Picture>(host, image, "DrawPicture");
+        if (!target || !source || !source->surface) return;
+        const auto size = [](Number given, double whole) {  // -10000 stands for the natural size
+            return given == Number{-10000} ? whole : static_cast<double>(given);
+        };
+        const Area from{static_cast<double>(sourceX), static_cast<double>(sourceY),
+                        size(sourceWidth, source->surface->width),
+                        size(sourceHeight, source->surface->height)};
+        const Area to{static_cast<double>(x), static_cast<double>(y), size(width, from.width),
+                      size(height, from.height)};
+        const Picture* mask = find<Picture>(host, source->mask, "mask");
+        draw(host.surface(static_cast<PictureRef>(target->picture)), to, *source->surface,
+             mask ? mask->surface.get() : nullptr, from);
+    }
+
+    // ---- the tables
+
+    template <Name name, auto service>
+    static std::pair<std::string, Function> entry() {
+        return {name.text, reinterpret_cast<Function>(&Entry<name, service>::call)};
+    }
+
+    struct ObjectMethod {
+        Text className;
+        std::string declaration;  // canonical
+        Function function;
+    };
+    template <Name declaration, auto service>
+    static ObjectMethod method(Text className) {
+        return {className, canonical(declaration.text),
+                reinterpret_cast<Function>(&Entry<declaration, service>::call)};
+    }
+
+    static Function loadObjectMethod(Host& host, ObjectRef handle, Text declaration) {
+        static const std::vector<ObjectMethod> methods = {
+            method<"BestRepresentation(width As Integer, height As Integer, scale As Double) As Picture",
+                   bestRepresentation>("Picture"),
+            method<"Mask(create As Boolean = True) As Picture", getMask>("Picture"),
+            method<"Mask(assigns newMask As Picture)", setMask>("Picture"),
+            method<"Constructor(width as integer, height as integer)", constructPicture>("Picture"),
+            method<"Constructor(bytes as Integer)", constructBlock>("MemoryBlock"),
+            method<"DrawPicture(image As Picture, x As Double, y As Double, destWidth As Double = -10000, "
+                   "destHeight As Double = -10000, sourceX As Double = 0, sourceY As Double = 0, "
+                   "sourceWidth As Double = -10000, sourceHeight As Double = -10000)",
+                   drawPicture<double>>("Graphics"),
+            method<"DrawPicture(image As Picture, x As Integer, y As Integer, destWidth As Integer = -10000, "
+                   "destHeight As Integer = -10000, sourceX As Integer = 0, sourceY As Integer = 0, "
+                   "sourceWidth As Integer = -10000, sourceHeight As Integer = -10000)",
+                   drawPicture<std::int64_t>>("Graphics"),
+        };
+        const Object* object = host.objects_.find(handle, declaration);
+        const std::string wanted = canonical(declaration);
+        auto& state = host.fault(declaration);
+        state.asked++;
+        if (!object || state.omitted) return nullptr;
+        for (const ObjectMethod& candidate : methods) {
+            if (candidate.declaration != wanted || object->className != candidate.className) continue;
+            const bool wholeNumbers = candidate.function == methods.back().function;
+            if (object->className != "Graphics" || wholeNumbers == host.settings.wholeNumberGraphics)
+                return candidate.function;
+        }
+        return nullptr;
+    }
+    static Function loadGlobalMethod(Host& host, Text declaration) {
+        static const auto length = entry<"LenB( s as string ) as integer", lenB>();
+        auto& state = host.fault(declaration);
+        state.asked++;
+        return !state.omitted && canonical(declaration) == canonical(length.first) ? length.second : nullptr;
+    }
+
+    static const std::unordered_map<std::string, Function>& table() {
+        static const std::unordered_map<std::string, Function> services = {
+            entry<"REALGetRBVersion", version>(),
+            entry<"RegisterPluginVersion", sdkVersion>(),
+            entry<"PluginRegisterClass", registerClass<Registration::classType>>(),
+            entry<"PluginRegisterClassExtension", registerClass<Registration::extension>>(),
+            entry<"PluginRegisterModule", registerModule>(),
+            entry<"PluginRegisterMethod", registerMethod>(),
+            entry<"REALLockObject", lockObject>(),
+            entry<"REALUnlockObject", unlockObject>(),
+            entry<"pluginObjectType", classRef>(),
+            entry<"PluginNewInstance", newInstance>(),
+            entry<"REALLoadObjectMethod", loadObjectMethod>(),
+            entry<"REALLoadGlobalMethod", loadGlobalMethod>(),
+            entry<"PluginCallFunctionWithExceptionHandler", callWithHandler>(),
+            entry<"RuntimeRaiseException", raise>(),
+            entry<"REALInDebugMode", inDebugMode>(),
+            entry<"RuntimeMsgBox", messageBox>(),
+            entry<"REALGetPropValueInteger", getProperty<std::int64_t, std::int64_t>>(),
+            entry<"REALGetPropValueBool", getProperty<bool, RBBoolean>>(),
+            entry<"REALSetPropValueInteger", setInteger>(),
+            entry<"REALSetPropValueDouble", setDouble>(),
+            entry<"REALSetPropValueString", setString>(),
+            entry<"REALSetPropValueColor", setColor>(),
+            entry<"PluginGetStringData", stringData>(),
+            entry<"PluginDisposeStringData", disposeStringData>(),
+            entry<"REALBuildString", build>(),
+            entry<"REALBuildStringWithEncoding", buildWithEncoding>(),
+            entry<"REALLockString", lockString>(),
+            entry<"REALUnlockString", unlockString>(),
+            entry<"StringGetCString", stringContents>(),
+            entry<"REALGetStringEncoding", stringEncoding>(),
+            entry<"REALConvertString", convertString>(),
+            entry<"REALSetStringEncoding", setStringEncoding>(),
+            entry<"REALLockPictureDescription", lockDescription>(),
+            entry<"unlockPictureDescription", unlockDescription>(),
+            entry<"REALPictureClearCache", clearCache>(),
+            entry<"REALGetPictureMask", pictureMask>(),
+            entry<"pluginPictureGraphicsGetter", graphics>(),
+            entry<"newPicture", newPicture>(),
+            {"REALBuildPictureFromBuffer", reinterpret_cast<Function>(&buildFromBuffer)},
+            entry<"PluginPictureGetType", pictureType>(),
+            entry<"memoryBlockGetPtr", blockPointer>(),
+            entry<"memoryBlockGetSize", blockSize>(),
+        };
+        return services;
+    }
+};
+
+void* Host::resolve(const char* name) {
+    Host& host = current();
+    Fault& state = host.fault(name);
+    state.asked++;
+    if (state.omitted) return nullptr;
+    if (!host.settings.answersVersion && sameText(name, "REALGetRBVersion")) return nullptr;
+    const auto found = Services::table().find(name);
+    return found == Services::table().end() ? nullptr : found->second;
+}
+
+REALobjectStruct* Host::newInstance(std::string_view className) {
+    return Services::newInstance(*this, std::string(className).c_str());
+}
+
+void Host::raise(std::string_view className, std::string_view message) {
+    Exception& exception = objects_.add(std::make_unique<Exception>(className));
+    exception.message = newString(message);
+    Services::raise(*this, exception.handle());
+    unlock(exception.handle());
+}
+
+}  // namespace qkzhost

@@ -1,0 +1,86 @@
+// The values that travel between a caller and a plug-in function.
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+
+#include "HostTypes.h"
+
+namespace qkzhost {
+
+/// A colour: red in bits 16-23, green 8-15, blue 0-7, transparency in the top byte.
+struct Color {
+    std::uint32_t word = 0;
+    bool operator==(const Color&) const = default;
+};
+
+/// What a declaration can name. Every class, delegate or unknown name is an object.
+enum class Type { none, integer, int32, uint32, real, boolean, color, string, object };
+
+/// The type that a declaration's word means; case does not matter.
+Type typeNamed(std::string_view name);
+
+/// Upper and lower case are equal.
+bool sameText(std::string_view, std::string_view);
+/// Lower case without blanks: two declarations that differ only in these are the same.
+std::string canonical(std::string_view);
+
+/// One argument or result. Handles are not owned: whoever receives a handle as a result releases it.
+class Value {
+ public:
+    Value() = default;  // nil
+    // Defined out of line: inlined, the compiler takes the text of a value that has none for uninitialised.
+    Value(const Value&);
+    Value(Value&&) noexcept;
+    Value& operator=(const Value&);
+    Value& operator=(Value&&) noexcept;
+    ~Value();
+    Value(std::nullptr_t) {}
+    template <std::same_as<bool> T>
+    Value(T value) : data_(value) {}
+    template <std::integral T>
+    requires(!std::same_as<T, bool>) Value(T value) : data_(static_cast<std::int64_t>(value)) {}
+    Value(double value) : data_(value) {}
+    Value(Color value) : data_(value) {}
+    Value(REALobjectStruct* value) : data_(value) {}
+    Value(REALstringStruct* value) : data_(value) {}
+    /// Text: a UTF-8 host string is made for the call and released after it.
+    Value(std::string text) : data_(std::move(text)) {}
+    Value(const char* text) : data_(std::string(text)) {}
+    /// A variable passed by reference: read before the call, written after it.
+    Value(Value* variable) : data_(variable) {}
+
+    bool operator==(const Value&) const = default;
+
+    template <class T>
+    const T* as() const {
+        return std::get_if<T>(&data_);
+    }
+
+    /// No value, or a null handle.
+    bool isNil() const;
+    // The content; each throws std::bad_variant_access for a value of another type. Nil is a null handle.
+    std::int64_t integer() const { return std::get<std::int64_t>(data_); }
+    double real() const { return std::get<double>(data_); }
+    bool boolean() const { return std::get<bool>(data_); }
+    Color color() const { return std::get<Color>(data_); }
+    REALobjectStruct* object() const;
+    REALstringStruct* string() const;
+    REALpictureStruct* picture() const { return static_cast<REALpictureStruct*>(object()); }
+    REALmemoryBlockStruct* block() const { return static_cast<REALmemoryBlockStruct*>(object()); }
+
+ private:
+    std::variant<std::monostate, std::int64_t, double, bool, Color, REALobjectStruct*, REALstringStruct*,
+                 std::string, Value*>
+        data_;
+};
+
+/// Prints numbers in full, true and false, colours as &cRRGGBB and handles as addresses.
+std::ostream& operator<<(std::ostream&, const Value&);
+
+}  // namespace qkzhost

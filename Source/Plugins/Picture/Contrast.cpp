@@ -1,0 +1,58 @@
+#include "Contrast.h"
+
+#include "BrightnessFormula.h"
+#include "rbChannelTables.h"
+
+namespace {
+
+auto contrast(double c) {
+    return [change = ContrastFormula(c)](int value) { return ChannelByte(change(value)); };
+}
+
+auto contrastAbsolute(double c, double brightness) {
+    return [change = ContrastFormula(c), brightness](int value) {
+        return ChannelByte(change(value) + brightness);
+    };
+}
+
+auto contrastLinear(double c, double brightness) {
+    return [change = ContrastFormula(c), squeeze = LinearBrightnessFormula(brightness)](int value) {
+        return ChannelByte(squeeze(change(value)));
+    };
+}
+
+}  // namespace
+
+REALpictureStruct* ContrastPicture1(REALpictureStruct* picture, double c) {
+    return ContrastPicture3(picture, c, c, c);
+}
+
+REALpictureStruct* ContrastPicture3(REALpictureStruct* picture, double red, double green, double blue) {
+    return MapChannels(picture, contrast(red), contrast(green), contrast(blue));
+}
+
+REALpictureStruct* ContrastAbsBrightnessPicture1(REALpictureStruct* picture, double c, double b) {
+    return ContrastAbsBrightnessPicture3(picture, c, c, c, b, b, b);
+}
+
+REALpictureStruct* ContrastAbsBrightnessPicture3(REALpictureStruct* picture, double contrastRed,
+                                                 double contrastGreen, double contrastBlue,
+                                                 double brightnessRed, double brightnessGreen,
+                                                 double brightnessBlue) {
+    return MapChannels(picture, contrastAbsolute(contrastRed, brightnessRed),
+                       contrastAbsolute(contrastGreen, brightnessGreen),
+                       contrastAbsolute(contrastBlue, brightnessBlue));
+}
+
+REALpictureStruct* ContrastLinBrightnessPicture1(REALpictureStruct* picture, double c, double b) {
+    return ContrastLinBrightnessPicture3(picture, c, c, c, b, b, b);
+}
+
+REALpictureStruct* ContrastLinBrightnessPicture3(REALpictureStruct* picture, double contrastRed,
+                                                 double contrastGreen, double contrastBlue,
+                                                 double brightnessRed, double brightnessGreen,
+                                                 double brightnessBlue) {
+    return MapChannels(picture, contrastLinear(contrastRed, brightnessRed),
+                       contrastLinear(contrastGreen, brightnessGreen),
+                       contrastLinear(contrastBlue, brightnessBlue));
+}

@@ -1,0 +1,22 @@
+#include "LinBrightnessPicture.h"
+
+#include "BrightnessFormula.h"
+#include "rbChannelTables.h"
+
+namespace {
+
+auto squeezed(double brightness) {
+    return [squeeze = LinearBrightnessFormula(brightness)](int value) {
+        return static_cast<std::uint8_t>(TruncateToInt32(squeeze(value)));
+    };
+}
+
+}  // namespace
+
+REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* picture, double b) {
+    return LinBrightnessPicture3(picture, b, b, b);
+}
+
+REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* picture, double red, double green, double blue) {
+    return MapChannels(picture, squeezed(red), squeezed(green), squeezed(blue));
+}

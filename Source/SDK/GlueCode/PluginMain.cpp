@@ -1,0 +1,84 @@
+#include "PluginMain.h"
+
+#include <ctime>
+
+namespace {
+
+HostResolver hostResolver = nullptr;
+double hostVersion = 0.0;
+std::int32_t sdkVersion = 15;
+const char* pluginName = nullptr;
+[[gnu::used]] const char* versionBanner = nullptr;  // for tools that search the file
+
+std::int32_t sdkVersionFor(double version) {
+    if (version >= 2013.04) return 13;
+    if (version >= 2013.03) return 12;
+    if (version >= 2013.0) return 11;
+    if (version >= 2012.0) return 10;
+    return 9;
+}
+
+}  // namespace
+
+void REALPluginMain(HostResolver resolver) {
+    hostResolver = resolver;
+    if (const auto version = reinterpret_cast<double (*)()>(HostFunction("REALGetRBVersion"))) {
+        hostVersion = version();
+    }
+    sdkVersion = sdkVersionFor(hostVersion);
+    if (!resolver) return;
+    // Not tested for null: a host that accepts plug-ins always offers this service.
+    reinterpret_cast<void (*)(std::int32_t)>(resolver("RegisterPluginVersion"))(sdkVersion);
+    PluginEntry();
+}
+
+void MyPluginStart(const char* name) {
+    pluginName = name;
+    versionBanner = "$$ Plugin version: 24.5 (2024) $$";
+}
+
+void MyPluginEnd() {}
+
+const char* MyPluginName() { return pluginName; }
+double HostVersion() { return hostVersion; }
+std::int32_t SDKVersion() { return sdkVersion; }
+
+void* HostFunction(const char* name) { return hostResolver ? hostResolver(name) : nullptr; }
+
+double LinuxGetTime() {
+    timespec now{};
+    if (clock_gettime(CLOCK_MONOTONIC, &now) != 0) clock_gettime(CLOCK_REALTIME, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
+std::int64_t TickCount() { return static_cast<std::int64_t>(LinuxGetTime() * 60.0); }
+
+// The wrappers that are more than a call.
+
+REALobjectStruct* REALCallFunctionWithExceptionHandler(void (*function)(void*), void* data) {
+    using Service =
+        HostService<"PluginCallFunctionWithExceptionHandler", REALobjectStruct*(void (*)(void*), void*)>;
+    if (const auto service = Service::address()) return service(function, data);
+    function(data);
+    return nullptr;
+}
+
+bool REALGetPropValueBoolean(REALobjectStruct* object, const char* name, bool* value) {
+    RBBoolean byte = 0;
+    const bool exists = HostPredicate<"REALGetPropValueBool", REALobjectStruct*, const char*, RBBoolean*>{}(
+        object, name, &byte);
+    if (exists) *value = byte != 0;
+    return exists;
+}
+
+const char* REALGetStringContents(REALstringStruct* string, std::int64_t* length) {
+    *length = 0;
+    if (!string) return nullptr;
+    static RBInteger (*lengthInBytes)(REALstringStruct*) = nullptr;
+    if (!lengthInBytes) {
+        lengthInBytes = reinterpret_cast<decltype(lengthInBytes)>(
+            REALLoadFrameworkMethod("LenB( s as string ) as integer"));
+    }
+    if (lengthInBytes) *length = lengthInBytes(string);
+    return HostService<"StringGetCString", const char*(REALstringStruct*)>{}(string);
+}

@@ -1,0 +1,9 @@
+#include "MyMemory.h"
+
+#include <cstdlib>
+
+void* AllocateClearMemory(std::int64_t size) {
+    return size < 1 ? nullptr : std::calloc(1, static_cast<std::size_t>(size));
+}
+
+void FreeMemoryNow(void* memory) { std::free(memory); }

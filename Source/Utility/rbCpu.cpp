@@ -1,0 +1,23 @@
+#include "rbCpu.h"
+
+namespace {
+CpuLevel currentLevel = BestCpuLevel();
+}
+
+// Asked by single features: the names of whole levels are not known to every compiler.
+CpuLevel BestCpuLevel() {
+    __builtin_cpu_init();
+    bool avx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
+                __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("fma");
+#ifndef __clang__
+    avx2 = avx2 && __builtin_cpu_supports("f16c") && __builtin_cpu_supports("lzcnt") &&
+           __builtin_cpu_supports("movbe");
+#endif
+    const bool avx512 = avx2 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+                        __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") &&
+                        __builtin_cpu_supports("avx512vl");
+    return avx512 ? CpuLevel::avx512 : avx2 ? CpuLevel::avx2 : CpuLevel::baseline;
+}
+
+CpuLevel CurrentCpuLevel() { return currentLevel; }
+void UseCpuLevel(CpuLevel level) { currentLevel = level; }

@@ -1,0 +1,57 @@
+// One loop, compiled for several processors, the best of which is chosen once at run time.
+//
+// Write a plain loop as a function object, capture by value (a reference could alias the pixels and would
+// keep the compiler from vectorising), and pass it to `RunOnBestCpu`.
+#pragma once
+
+enum class CpuLevel { baseline, avx2, avx512 };
+
+/// The best level that this machine has.
+CpuLevel BestCpuLevel();
+/// The level in use: the best one, unless a test chose another.
+CpuLevel CurrentCpuLevel();
+/// For tests: use this level from now on. The machine must have it.
+void UseCpuLevel(CpuLevel level);
+
+// Before a loop: iterations do not depend on each other, even where the target is a source itself. Clang
+// checks for overlap at run time instead.
+#ifdef __clang__
+#define QKZ_TARGET_AVX512 "arch=x86-64-v4"
+#define QKZ_INDEPENDENT_ITERATIONS
+#else
+#define QKZ_TARGET_AVX512 "arch=x86-64-v4,prefer-vector-width=512"
+#define QKZ_INDEPENDENT_ITERATIONS _Pragma("GCC ivdep")
+#endif
+
+namespace cpu {
+
+template <class Loop>
+[[gnu::target(QKZ_TARGET_AVX512), gnu::flatten, gnu::noinline]] auto runAvx512(Loop loop) {
+    return loop();
+}
+
+template <class Loop>
+[[gnu::target("arch=x86-64-v3"), gnu::flatten, gnu::noinline]] auto runAvx2(Loop loop) {
+    return loop();
+}
+
+template <class Loop>
+[[gnu::flatten, gnu::noinline]] auto runBaseline(Loop loop) {
+    return loop();
+}
+
+}  // namespace cpu
+
+/// Runs the loop as compiled for this machine, and returns what it returns. All levels give equal results.
+template <class Loop>
+auto RunOnBestCpu(Loop loop) {
+    switch (CurrentCpuLevel()) {
+        case CpuLevel::avx512:
+            return cpu::runAvx512(loop);
+        case CpuLevel::avx2:
+            return cpu::runAvx2(loop);
+        case CpuLevel::baseline:
+            break;
+    }
+    return cpu::runBaseline(loop);
+}

@@ -1,0 +1,47 @@
+#include "rbDebug.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+namespace {
+
+bool debugging = false;
+const char* logPrefix = "QKZ Debug: ";
+std::FILE* logStream = nullptr;  // standard error while null
+
+}  // namespace
+
+void setDebugging(RBBoolean on) { debugging = on != 0; }
+RBBoolean getDebugging() { return debugging; }
+
+void LogMessageX(const char* format, ...) {
+    char line[4096];
+    std::va_list values;
+    va_start(values, format);
+    std::vsnprintf(line, sizeof line, format, values);
+    va_end(values);
+    std::FILE* const stream = logStream ? logStream : stderr;
+    std::fprintf(stream, "%s\n", line);
+    std::fflush(stream);
+}
+
+void LogMessage(const char* text) { LogMessageX("%s%s", logPrefix, text); }
+void LogMessage(const char* text, std::int64_t a, std::int64_t b, std::int64_t c, std::int64_t d) {
+    LogMessageX("%s%s %ld, %ld, %ld, %ld", logPrefix, text, a, b, c, d);
+}
+void LogMessage(const char* text, std::int64_t a, std::int64_t b, std::int64_t c) {
+    LogMessageX("%s%s %ld, %ld, %ld", logPrefix, text, a, b, c);
+}
+void LogMessage(const char* text, std::int64_t a, std::int64_t b) {
+    LogMessageX("%s%s %ld, %ld", logPrefix, text, a, b);
+}
+void LogMessage(const char* text, std::int64_t v) { LogMessageX("%s%s %ld", logPrefix, text, v); }
+void LogMessage(const char* text, std::int32_t v) { LogMessageX("%s%s %d", logPrefix, text, v); }
+void LogMessage(const char* text, std::uint32_t v) { LogMessageX("%s%s %u", logPrefix, text, v); }
+void LogMessage(const char* text, std::uint64_t v) { LogMessageX("%s%s %lu", logPrefix, text, v); }
+void LogMessage(const char* text, double v) { LogMessageX("%s%s %f", logPrefix, text, v); }
+void LogMessage(const char* text, const void* a, const void* b) {
+    LogMessageX("%s%s %p, %p", logPrefix, text, a, b);
+}
+void LogMessage(const char* text, const void* v) { LogMessageX("%s%s %p", logPrefix, text, v); }
+void LogMessage(const char* text, const char* v) { LogMessageX("%s%s %s", logPrefix, text, v); }

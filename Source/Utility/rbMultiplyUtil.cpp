@@ -1,0 +1,35 @@
+#include "rbMultiplyUtil.h"
+
+#include "MyMemory.h"
+
+namespace {
+
+const MultiplyTables* build() {
+    struct Storage {
+        ByteTable multiply;
+        ByteTable unmultiply;
+    };
+    auto* const storage = static_cast<Storage*>(AllocateClearMemory(sizeof(Storage)));
+    if (!storage) return nullptr;
+    auto& [multiply, unmultiply] = *storage;
+    for (int alpha = 0; alpha < 256; ++alpha) {
+        for (int value = 0; value < 256; ++value) {
+            unmultiply[alpha][value] = static_cast<std::uint8_t>(value);
+        }
+        const float factor = static_cast<float>(alpha) / 255.0F;
+        for (int value = 0; value < 256; ++value) {
+            const auto product = static_cast<std::uint8_t>(static_cast<float>(value) * factor + 0.5F);
+            multiply[alpha][value] = product;
+            unmultiply[alpha][product] = static_cast<std::uint8_t>(value);
+        }
+    }
+    static const MultiplyTables tables{multiply, unmultiply};
+    return &tables;
+}
+
+}  // namespace
+
+const MultiplyTables* InitMultiplyTable() {
+    static const MultiplyTables* const tables = build();
+    return tables;
+}

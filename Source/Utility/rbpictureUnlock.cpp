@@ -1,0 +1,12 @@
+#include "rbpictureUnlock.h"
+
+#include "PluginMain.h"
+
+bool REALLockPictureDescriptionX(REALpictureStruct* picture, REALpictureDescription* description,
+                                 std::uint32_t nativeType) {
+    if (REALLockPictureDescription(picture, description, nativeType)) return true;
+    REALUnlockPictureDescriptionAfterFailure(picture);
+    return false;
+}
+
+void REALUnlockPictureDescriptionAfterFailure(REALpictureStruct* /*picture*/) {}

@@ -1,0 +1,26 @@
+#include "Operations.h"
+#include "rbCpu.h"
+
+namespace qkztest {
+namespace {
+
+class CpuLevels : public testing::TestWithParam<Operation> {};
+
+TEST_P(CpuLevels, EqualNaiveComputation) {
+    for (const StorageCase& storage : storages()) {
+        if (storage.settings.storage == Storage::pixmap && !pixmapObstacle().empty()) continue;
+        for (int level = 0; level <= static_cast<int>(BestCpuLevel()); level++) {
+            SCOPED_TRACE(testing::Message() << storage.name << ", level " << level);
+            UseCpuLevel(static_cast<CpuLevel>(level));
+            Plugin host(storage.settings);
+            checkOperation(host, GetParam(), storage, 10);
+        }
+    }
+    UseCpuLevel(BestCpuLevel());
+}
+
+INSTANTIATE_TEST_SUITE_P(All, CpuLevels, testing::ValuesIn(operations()),
+                         [](const auto& param) { return std::string(param.param.label); });
+
+}  // namespace
+}  // namespace qkztest

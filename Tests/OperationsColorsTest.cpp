@@ -1,0 +1,302 @@
+// The operations that make pictures: well-known pixels, and what random pictures of one storage do not show.
+#include <algorithm>
+#include <deque>
+#include <limits>
+
+#include "Operations.h"
+
+namespace qkztest {
+namespace {
+
+using Arguments = std::vector<Value>;
+
+Arguments withSelf(const Value& self, const Arguments& others) {
+    Arguments all = others;
+    all.insert(all.begin(), self);
+    return all;
+}
+
+const Operation& operationOf(const char* label) {
+    return *std::ranges::find(operations(), std::string_view(label),
+                              [](const Operation& o) { return std::string_view(o.label); });
+}
+
+Image opaqueImage(int width, int height, std::vector<std::uint32_t> words) {
+    return {Format::xrgb, false, width, height, std::move(words)};
+}
+
+struct KnownPixel {
+    const char* method;
+    Arguments arguments;
+    std::uint32_t from, to;
+    bool newSize = false;  // made by size alone: without alpha and with the host's resolution
+};
+
+std::vector<KnownPixel> knownPixels() {
+    constexpr Color black{0}, white{0xFFFFFF}, red{0xFF0000};
+    return {
+        {"ChangeContrastQKZ", {0.0}, 0x0A80FF, 0x0A80FF},
+        {"ChangeContrastQKZ", {-1.0}, 0x0080FF, 0x7F7F7F},
+        {"ChangeContrastQKZ", {1.0}, 0x007E7F, 0x007D7F},
+        {"ChangeContrastQKZ", {1.0}, 0x80FEFF, 0x81FFFF},
+        {"ChangeContrastQKZ", {-0.5}, 0x0080FF, 0x3F7FBF},
+        {"ChangeContrastQKZ", {1e10}, 0x7FFF80, 0x7F0000},
+        {"ChangeContrastQKZ", {0.0, -1.0, 1.0}, 0x808080, 0x807F81},
+        {"ChangeBrightnessAbsoluteQKZ", {-0.5}, 0x0001FF, 0x0000FE},
+        {"ChangeBrightnessAbsoluteQKZ", {10.9}, 0x00F0FF, 0x0AFAFF},
+        {"ChangeBrightnessAbsoluteQKZ", {1.0, 2.0, -3.0}, 0x101010, 0x11120D},
+        {"ChangeBrightnessAbsoluteQKZ", {2147483647.0}, 0x0001FF, 0xFF0000},
+        {"ChangeBrightnessLinearQKZ", {255.0}, 0x0080FF, 0xFFFFFF},
+        {"ChangeBrightnessLinearQKZ", {-255.0}, 0x0080FF, 0x000000},
+        {"ChangeBrightnessLinearQKZ", {300.0}, 0x007FFF, 0x2C15FF},
+        {"ChangeBrightnessLinearQKZ", {-300.0}, 0x007FFF, 0x00EAD3},
+        {"ChangeBrightnessLinearQKZ",
+         {std::numeric_limits<double>::quiet_NaN(), 0.0, 1e300},
+         0x404040,
+         0x4000},
+        {"ChangeContrastBrightnessLinearQKZ", {0.0, 300.0}, 0x0000FF, 0xFFFFFF},
+        {"ChangeContrastBrightnessAbsoluteQKZ", {1.0, -100.0}, 0x00FFB4, 0x00FF85},
+        {"ChangeCustomQKZ", {-1.0, 255.0}, 0x0080FF, 0xFF7F00},
+        {"ChangeCustomQKZ", {1.0, 0.0, 0.0, 0.0, 1.0, 0.0}, 0x102030, 0x102030},
+        {"ChangeCustomQKZ", {0.0, 0.0, 1.0, 0.0, 1.0, 0.0}, 0x102030, 0x000030},
+        {"ChangeSaturationQKZ", {0}, 0xC86400, 0xC86400},
+        {"ChangeSaturationQKZ", {-255}, 0xC86400, 0x646464},
+        {"ChangeSaturationQKZ", {-255}, 0xFFFFFE, 0xFEFEFE},
+        {"ChangeSaturationQKZ", {255}, 0xC86400, 0xFF6400},
+        {"ChangeSaturationQKZ", {-128}, 0xC86400, 0x956433},
+        {"ChangeSaturationQKZ", {-510}, 0xC86400, 0x0064C8},
+        {"ChangeSaturationQKZ", {100}, 0x0A141F, 0x071423},
+        {"ReplaceColorQKZ", {Color{0xAB102030}, Color{0xCD405060}}, 0x102030, 0x405060},
+        {"ReplaceColorQKZ", {Color{0x102031}, white}, 0x102030, 0x102030},
+        {"ExtractColorQKZ", {white, red, Color{0x010203}}, 0xFFFFFF, 0xFF0000, true},
+        {"ExtractColorQKZ", {white, red, Color{0x010203}}, 0xFFFFFE, 0x010203, true},
+        {"ThresholdQKZ", {0}, 0x000000, 0xFFFFFF},
+        {"ThresholdQKZ", {1}, 0xFF0000, 0x000000},
+        {"ThresholdQKZ", {255}, 0x00FFFF, 0xFFFFFF},
+        {"ThresholdQKZ", {256}, 0xFFFFFF, 0x000000},
+        {"EmbeddedMaskQKZ", {false}, 0x102030, 0xFFFFFF, true},
+        {"EmbeddedMaskQKZ", {true}, 0x102030, 0x000000, true},
+        {"ExtractColorRectangleMaskQKZ", {}, 0x101010, 0xFFFFFF, true},
+        {"ExtractColorRectangleMaskQKZ", {}, 0x101011, 0x000000, true},
+        {"ExtractColorRectangleMaskQKZ", {0, 0, 0, -1}, 0x101011, 0xFFFFFF, true},
+        {"ExtractColorRectangleMaskQKZ", {-1, -5, 2, 6}, 0x101011, 0x000000, true},
+        {"TintPictureQKZ", {black, white}, 0xFFFFFF, 0x000000},
+        {"TintPictureQKZ", {red, white}, 0x102030, 0x101010},
+        {"TintPictureQKZ", {white, Color{0xFF8000}}, 0x102030, 0x603000},
+        // Summed in another order these would differ by 1.
+        {"TintPictureQKZ", {Color{0x17D019}, white}, 0xDC871F, 0x848484},
+        {"TintPictureQKZ", {Color{0x11D38A}, white}, 0x56684E, 0x868686},
+    };
+}
+
+TEST(PictureMakers, WellKnownPixels) {
+    Plugin host;
+    for (const KnownPixel& known : knownPixels()) {
+        SCOPED_TRACE(testing::Message() << known.method << " of " << std::hex << known.from);
+        const OwnedPicture picture = makePicture(host, opaqueImage(1, 1, {known.from}));
+        const OwnedPicture result(
+            host, host.call(known.method, withSelf(picture.get(), known.arguments)).picture());
+        EXPECT_EQ(host.word(result, 0, 0), 0xFF000000 | known.to);
+    }
+}
+
+TEST(PictureMakers, TakeResolutionAndAlphaOnlyFromAReader) {
+    for (const bool alpha : {false, true}) {
+        Plugin host;
+        const OwnedPicture picture(host, host.newPicture(2, 2, alpha));
+        host.setResolution(picture, 144, 150);
+        for (const KnownPixel& known : knownPixels()) {
+            SCOPED_TRACE(known.method);
+            const OwnedPicture result(
+                host, host.call(known.method, withSelf(picture.get(), known.arguments)).picture());
+            EXPECT_EQ(host.hasAlpha(result), alpha && !known.newSize);
+            EXPECT_EQ(host.resolution(result), known.newSize ? (std::array<std::int64_t, 2>{72, 72})
+                                                             : (std::array<std::int64_t, 2>{144, 150}));
+        }
+    }
+}
+
+TEST(PictureMakers, GiveNilWithoutAPictureOrAPlaceForTheResult) {
+    Plugin host;
+    const OwnedPicture picture = makePicture(host, opaqueImage(1, 1, {0x102030}));
+    const Owned<REALobjectStruct> unreadable(host, host.newInstance("Picture"));
+    std::vector<KnownPixel> calls = knownPixels();
+    for (const char* method :
+         {"ReplaceRedChannelQKZ", "ReplaceGreenChannelQKZ", "ReplaceBlueChannelQKZ", "MergePictureQKZ"})
+        calls.push_back({method, {picture.get()}, 0, 0});
+    calls.push_back({"CombinePicturesQKZ", {picture.get(), picture.get()}, 0, 0});
+    for (const KnownPixel& known : calls) {
+        SCOPED_TRACE(known.method);
+        const Census before = host.census();
+        EXPECT_TRUE(host.call(known.method, withSelf(nullptr, known.arguments)).isNil());
+        EXPECT_TRUE(host.call(known.method, withSelf(unreadable.get(), known.arguments)).isNil());
+        host.failCall("newPicture", 1);
+        EXPECT_TRUE(host.call(known.method, withSelf(picture.get(), known.arguments)).isNil());
+        EXPECT_EQ(host.takeException(), std::nullopt);
+        EXPECT_EQ(host.census(), before);
+    }
+}
+
+TEST(PictureMakers, EmbeddedMaskWidensAllBitsOfGd) {
+    Plugin host({.app = AppKind::console, .storage = Storage::gd});
+    const Image image{
+        Format::gd,
+        false,
+        8,
+        1,
+        {0x00000000, 0x01000000, 0x40000000, 0x7E000000, 0x7F000000, 0x80000000, 0x81000000, 0xFF000000}};
+    checkOperation(host, operationOf("EmbeddedMask"), image, {false});
+    const OwnedPicture picture = makePicture(host, image);
+    const OwnedPicture result(host, host.call("EmbeddedMaskQKZ", {picture.get(), false}).picture());
+    constexpr std::uint32_t expected[] = {0, 3, 128, 252, 255, 0, 3, 255};
+    for (int x = 0; x < 8; x++) EXPECT_EQ(host.word(result, x, 0), expected[x] * 0x010101) << x;
+}
+
+TEST(PictureMakers, EmbeddedMaskIsSetInPlace) {
+    Plugin host;
+    const Image image{Format::argb, true, 2, 2, {0x80102030, 0xFF405060, 0x00708090, 0x01000000}};
+    const OwnedPicture picture = makePicture(host, image);
+    const auto set = [&](bool swap, PictureHandle mask) {
+        const int cleared = host.called("REALPictureClearCache");
+        host.assign("EmbeddedMaskQKZ", {picture.get(), swap}, mask);
+        return host.called("REALPictureClearCache") > cleared;  // only then the change shows
+    };
+    EXPECT_TRUE(set(true, picture));
+    EXPECT_SAME_IMAGE(readPicture(host, picture),
+                      (Image{Format::argb, true, 2, 2, {0x801020EF, 0xFF4050BF, 0x0070808F, 0x010000FF}}));
+    const OwnedPicture mask = makePicture(host, opaqueImage(1, 3, {0x00123456, 0xFFABCDEF, 0xFFFFFFFF}));
+    EXPECT_TRUE(set(false, mask));
+    EXPECT_SAME_IMAGE(readPicture(host, picture),
+                      (Image{Format::argb, true, 2, 2, {0x80102012, 0xFF4050BF, 0x007080AB, 0x010000FF}}));
+    const Image before = readPicture(host, picture);
+    const Owned<REALobjectStruct> unreadable(host, host.newInstance("Picture"));
+    EXPECT_FALSE(set(false, nullptr));
+    EXPECT_FALSE(set(false, static_cast<PictureHandle>(unreadable.get())));
+    EXPECT_SAME_IMAGE(readPicture(host, picture), before);
+    for (REALobjectStruct* self : {static_cast<REALobjectStruct*>(nullptr), unreadable.get()})
+        host.assign("EmbeddedMaskQKZ", {self, false}, mask.get());
+}
+
+TEST(PictureMakers, RectanglesSurroundWhatTouchesAtSides) {
+    Plugin host;
+    const struct {
+        std::vector<const char*> rows;  // * is coloured
+        std::vector<const char*> black;
+        std::array<std::int64_t, 4> region = {0, 0, -1, -1};
+    } cases[] = {
+        {{"...", ".*.", "..."}, {"...", ".*.", "..."}},
+        {{"*....", "*....", "***..", "....*"}, {"***..", "***..", "***..", "....*"}},
+        {{"*...", ".*..", "..*.", "...*"}, {"*...", ".*..", "..*.", "...*"}},
+        {{"..*..", "*.*.*", "***.*", "....."}, {"***..", "***.*", "***.*", "....."}},
+        {{"*****", "*...*", "*.*.*", "*...*", "*****"}, {"*****", "*****", "*****", "*****", "*****"}},
+        // The second covers part of the first, whose cells do not make it grow further.
+        {{".*.*", "**.*", "...*", ".***"}, {"****", "****", ".***", ".***"}, {0, 0, 4, -1}},
+        // A region reads the picture's first rows, but marks its own.
+        {{"*..", ".*.", "..*"}, {"...", ".*.", "..."}, {1, 0, 1, 2}},
+        {{"*..", ".*.", "..*"}, {"...", "*..", ".*."}, {-2, 1, 4, 9}},
+    };
+    for (const auto& c : cases) {
+        const int height = static_cast<int>(c.rows.size());
+        const int width = static_cast<int>(std::string(c.rows[0]).size());
+        const auto imageOf = [&](const std::vector<const char*>& rows, std::uint32_t marked,
+                                 std::uint32_t other) {
+            Image image = opaqueImage(width, height, {});
+            for (const char* row : rows)
+                for (const char cell : std::string(row)) image.words.push_back(cell == '*' ? marked : other);
+            return image;
+        };
+        const OwnedPicture picture = makePicture(host, imageOf(c.rows, 0xFF808081, 0xFF808080));
+        const auto& r = c.region;
+        const OwnedPicture result(
+            host,
+            host.call("ExtractColorRectangleMaskQKZ", {picture.get(), r[0], r[1], r[2], r[3]}).picture());
+        EXPECT_SAME_IMAGE(readPicture(host, result), imageOf(c.black, 0xFF000000, 0xFFFFFFFF)) << &c - cases;
+    }
+}
+
+class PictureMakersOn : public testing::TestWithParam<StorageCase> {};
+
+TEST_P(PictureMakersOn, RectanglesOfSparseColours) {
+    const StorageCase& storage = GetParam();
+    SKIP_WITHOUT(storage);
+    Plugin host(storage.settings);
+    for (int round = 0; round < 300 && !HasFailure(); round++) {
+        Random random(static_cast<std::uint64_t>(round));
+        const int width = 4 * (1 + random.below(random.of({4, 40}))), rarity = random.of({2, 4, 7, 20, 60});
+        Image image = Image{storage.format, storage.alpha}.blank(width, 1 + random.below(80));
+        for (std::uint32_t& word : image.words)
+            if (random.oneIn(rarity)) word = image.encode({1, 0, 0, 255});
+        const bool whole = random.oneIn(2);
+        checkOperation(host, operationOf("RectangleMask"), image,
+                       whole ? Cells{} : rectangleArguments(random, image));
+    }
+}
+
+TEST_P(PictureMakersOn, TransformMayDrawIntoItsSource) {
+    const StorageCase& storage = GetParam();
+    SKIP_WITHOUT(storage);
+    Plugin host(storage.settings);
+    const Operation& transform = operationOf("Transform");
+    for (const int width : {1, 64, 131}) {
+        Random random(static_cast<std::uint64_t>(width));
+        Image image = randomImage(random, storage.format, storage.alpha, width, 3);
+        Bytes tables[3];
+        for (Bytes& table : tables)
+            for (int i = 0; i < 256; i++) table.push_back(static_cast<std::uint8_t>(random.word()));
+        Cells cells{tables[0], tables[1], tables[2], image};
+        const Image expected = std::get<Image>(transform.answer(image, cells));
+        const OwnedPicture picture = makePicture(host, image);
+        std::deque<Owned<REALmemoryBlockStruct>> blocks;
+        for (const Bytes& table : tables) blocks.emplace_back(host, host.newMemoryBlock(table));
+        const OwnedPicture result(
+            host, host.call("TransformColorsQKZ",
+                            {picture.get(), blocks[0].get(), blocks[1].get(), blocks[2].get(), picture.get()})
+                      .picture());
+        EXPECT_SAME_IMAGE(readPicture(host, result), expected);
+        EXPECT_EQ(result.get() == picture.get(), storage.format != Format::rgb);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, PictureMakersOn, testing::ValuesIn(storages()),
+                         [](const auto& param) { return std::string(param.param.name); });
+
+TEST(PictureMakers, TransformRefusesInOrder) {
+    Plugin host;
+    const OwnedPicture picture = makePicture(host, opaqueImage(1, 1, {0x102030}));
+    const Owned<REALmemoryBlockStruct> block(host, host.newMemoryBlock(Bytes(256)));
+    for (int nil = 0; nil < 16; nil++) {  // a bit for each of picture, red, blue, green
+        Arguments arguments;
+        if (nil & 1)
+            arguments.push_back(nullptr);
+        else
+            arguments.push_back(picture.get());
+        for (const int bit : {2, 4, 8}) arguments.push_back(nil & bit ? Value() : Value(block.get()));
+        const char* expected = nil & 1   ? "picture is nil"
+                               : nil & 2 ? "red memoryblock is nil"
+                               : nil & 8 ? "green memoryblock is nil"
+                                         : "blue memoryblock is nil";
+        const Value result = host.call("TransformColorsQKZ", arguments);
+        const OwnedPicture owned(host, result.picture());
+        EXPECT_EQ(result.isNil(), nil != 0);
+        EXPECT_EQ(host.takeException(),
+                  nil ? std::optional(RaisedException{"NilObjectException", expected, 0}) : std::nullopt);
+    }
+    // The channel picture is looked at before the picture.
+    EXPECT_TRUE(host.call("ReplaceRedChannelQKZ", {nullptr, nullptr}).isNil());
+    EXPECT_EQ(host.takeException(),
+              (RaisedException{"NilObjectException", "The channel picture is nil.", 0}));
+    // Without a picture for the result; a destination that cannot be written is not touched.
+    const Arguments whole{picture.get(), block.get(), block.get(), block.get()};
+    host.failCall("newPicture", 1);
+    EXPECT_TRUE(host.call("TransformColorsQKZ", whole).isNil());
+    const OwnedPicture destination = makePicture(host, opaqueImage(2, 2, {1, 2, 3, 4}));
+    host.setKind(destination, 1);
+    Arguments refused = whole;
+    refused.push_back(destination.get());
+    const OwnedPicture result(host, host.call("TransformColorsQKZ", refused).picture());
+    EXPECT_SAME_IMAGE(readPicture(host, result), opaqueImage(1, 1, {0xFF000000}));
+    EXPECT_SAME_IMAGE(readPicture(host, destination), opaqueImage(2, 2, {1, 2, 3, 4}));
+}
+
+}  // namespace
+}  // namespace qkztest

@@ -1,0 +1,35 @@
+// Any string to BinaryStringtoPictureQKZ: the picture must be the one that the header tells of, nil for every
+// other string, and nothing may be left behind.
+#include <cstdlib>
+#include <iostream>
+
+#include "PictureString.h"
+
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t most);
+
+/// Most strings get the length that they have into their header: there the reader's work only begins.
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t most,
+                                               unsigned seed) {
+    size = LLVMFuzzerMutate(data, size, most);
+    if (size >= 8 && seed % 8 != 0)
+        for (std::size_t i = 0; i < 4; i++) data[4 + i] = static_cast<std::uint8_t>(size >> (24 - 8 * i));
+    return size;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace qkztest;
+    static Host host;
+    static const bool started = (startPlugin(host), true);
+    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+    const Census before = host.census();
+    Image picture;
+    {
+        const Owned<REALstringStruct> string(host, host.newString(bytes, REALencodingUnknown));
+        const OwnedPicture result(host, host.call("BinaryStringtoPictureQKZ", {string.get()}).picture());
+        if (result.get()) picture = readPicture(host, result);
+    }
+    const std::string wrong = difference(picture, unpackedPicture(bytes, Format::xrgb));
+    if (started && wrong.empty() && host.census() == before && !host.takeException()) return 0;
+    std::cerr << wrong << '\n' << before << '\n' << host.census() << '\n';
+    std::abort();
+}

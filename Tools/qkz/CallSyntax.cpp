@@ -1,0 +1,129 @@
+#include "CallSyntax.h"
+
+#include <algorithm>
+#include <cctype>
+#include <numeric>
+#include <utility>
+
+namespace qkz {
+namespace {
+
+bool isNamePart(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; }
+
+class Reader {
+ public:
+    explicit Reader(std::string_view text) : text_(text), rest_(text) {}
+
+    WrittenCall call() {
+        WrittenCall result;
+        result.name = name();
+        if (result.name.empty()) fail("does not begin with a name");
+        if (take('(') && !take(')')) {
+            do result.arguments.push_back(argument());
+            while (take(','));
+            if (!take(')'))
+                fail(rest_.empty() ? "lacks its closing parenthesis"
+                                   : "lacks a comma or parenthesis before \"" + std::string(rest_) + '"');
+        }
+        if (take('=')) result.assigned = value();
+        skipBlanks();
+        if (!rest_.empty()) fail("goes on with \"" + std::string(rest_) + '"');
+        return result;
+    }
+
+ private:
+    [[noreturn]] void fail(const std::string& what) const {
+        throw UsageError("the call \"" + std::string(text_) + "\" " + what);
+    }
+    void skipBlanks() {
+        while (!rest_.empty() && std::isspace(static_cast<unsigned char>(rest_.front())))
+            rest_.remove_prefix(1);
+    }
+    bool take(char c) {
+        skipBlanks();
+        if (!rest_.starts_with(c)) return false;
+        rest_.remove_prefix(1);
+        return true;
+    }
+    std::string name() {
+        skipBlanks();
+        const auto end = std::ranges::find_if_not(rest_, isNamePart);
+        const auto length = static_cast<std::size_t>(end - rest_.begin());
+        const std::string result(rest_.substr(0, length));
+        rest_.remove_prefix(length);
+        return result;
+    }
+    std::string bare(std::string_view terminators) {
+        skipBlanks();
+        const auto length = std::min(rest_.find_first_of(terminators), rest_.size());
+        std::string result(rest_.substr(0, length));
+        rest_.remove_prefix(length);
+        while (!result.empty() && result.back() == ' ') result.pop_back();
+        return result;
+    }
+    std::string quoted() {  // after the opening quote; a doubled quote stands for one
+        std::string result;
+        while (true) {
+            const auto quote = rest_.find('"');
+            if (quote == rest_.npos) fail("has a quote that is not closed");
+            result += rest_.substr(0, quote);
+            rest_.remove_prefix(quote + 1);
+            if (!rest_.starts_with('"')) return result;
+            result += '"';
+            rest_.remove_prefix(1);
+        }
+    }
+    WrittenArgument value() {
+        WrittenArgument result;
+        result.quoted = take('"');
+        result.text = result.quoted ? quoted() : bare(",)>");
+        if (!result.quoted && result.text.empty()) fail("has an empty argument");
+        if (take('>')) result.file = take('"') ? quoted() : bare(",)");
+        return result;
+    }
+    WrittenArgument argument() {
+        const std::string_view start = rest_;
+        std::string key = name();
+        if (key.empty() || !take('=')) {
+            key.clear();
+            rest_ = start;
+        }
+        WrittenArgument result = value();
+        result.key = std::move(key);
+        return result;
+    }
+
+    std::string_view text_, rest_;
+};
+
+std::size_t distance(std::string_view a, std::string_view b) {
+    const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < a.size(); i++) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < b.size(); j++) {
+            const std::size_t changed = diagonal + (lower(a[i]) != lower(b[j]));
+            diagonal = std::exchange(row[j + 1], std::min({changed, row[j] + 1, row[j + 1] + 1}));
+        }
+    }
+    return row.back();
+}
+
+}  // namespace
+
+WrittenCall parseCall(std::string_view text) { return Reader(text).call(); }
+
+std::vector<std::string> nearest(std::string_view wanted, const std::vector<std::string>& names) {
+    std::vector<std::pair<std::size_t, std::string>> ranked;
+    for (const std::string& name : names)
+        if (const std::size_t d = distance(wanted, name); d * 2 <= wanted.size() + 1)
+            ranked.emplace_back(d, name);
+    std::ranges::sort(ranked);
+    ranked.erase(std::unique(ranked.begin(), ranked.end()), ranked.end());
+    std::vector<std::string> result;
+    for (std::size_t i = 0; i < ranked.size() && i < 3; i++) result.push_back(ranked[i].second);
+    return result;
+}
+
+}  // namespace qkz

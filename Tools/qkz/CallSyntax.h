@@ -1,0 +1,37 @@
+// Calls as they are written on the command line: `Name`, `Name(a, "b")`, `Name(key=a)`, `Name(a) = b`.
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qkz {
+
+/// The command line is wrong; the text says how.
+struct UsageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+struct WrittenArgument {
+    std::string key;   // of `key=value`, else empty
+    std::string text;  // without its quotes
+    bool quoted = false;
+    std::string file;  // of `name>file`, else empty
+};
+
+struct WrittenCall {
+    std::string name;
+    std::vector<WrittenArgument> arguments;
+    std::optional<WrittenArgument> assigned;
+};
+
+/// Throws UsageError.
+WrittenCall parseCall(std::string_view text);
+
+/// Up to three of the names that differ least from the wanted one, in that order; none that differs in more
+/// than half of its characters.
+std::vector<std::string> nearest(std::string_view wanted, const std::vector<std::string>& names);
+
+}  // namespace qkz

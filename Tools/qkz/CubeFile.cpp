@@ -1,0 +1,72 @@
+#include "CubeFile.h"
+
+#include <algorithm>
+#include <cctype>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+#include "PictureFiles.h"
+
+namespace qkz {
+
+std::array<double, 3> Cube::at(double red, double green, double blue) const {
+    const std::array<double, 3> place{red, green, blue};
+    std::array<std::size_t, 3> cell{};
+    std::array<double, 3> fraction{};
+    for (std::size_t axis = 0; axis < 3; axis++) {
+        const double position = place[axis] * static_cast<double>(size - 1);
+        cell[axis] = std::min(static_cast<std::size_t>(position), size - 2);
+        fraction[axis] = position - static_cast<double>(cell[axis]);
+    }
+    std::array<double, 3> result{};
+    for (std::size_t corner = 0; corner < 8; corner++) {
+        double weight = 1;
+        std::size_t index = 0;
+        for (std::size_t axis = 3; axis-- > 0;) {
+            const std::size_t upper = corner >> axis & 1;
+            weight *= upper ? fraction[axis] : 1 - fraction[axis];
+            index = index * size + cell[axis] + upper;
+        }
+        for (std::size_t channel = 0; channel < 3; channel++)
+            result[channel] += weight * table[index][channel];
+    }
+    return result;
+}
+
+Cube readCube(const std::filesystem::path& file) {
+    const auto fail = [&](const std::string& reason) {
+        throw std::runtime_error(file.string() + ": " + reason);
+    };
+    const auto bytes = qkzhost::readFile(file);
+    std::istringstream lines(std::string(bytes.begin(), bytes.end()));
+    Cube cube;
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string word;
+        if (!(words >> word) || word.starts_with('#') || word == "TITLE") continue;
+        if (word == "LUT_3D_SIZE") {
+            if (!(words >> cube.size) || cube.size < 2 || cube.size > 256) fail("the size is not in 2..256");
+        } else if (word == "DOMAIN_MIN" || word == "DOMAIN_MAX") {
+            const double edge = word == "DOMAIN_MAX" ? 1 : 0;
+            double r, g, b;
+            if (!(words >> r >> g >> b) || r != edge || g != edge || b != edge)
+                fail("the domain is not 0 to 1");
+        } else if (std::isalpha(static_cast<unsigned char>(word.front()))) {
+            fail("\"" + word + "\" is not understood");
+        } else {
+            std::istringstream numbers(line);
+            std::array<double, 3> entry{};
+            if (!(numbers >> entry[0] >> entry[1] >> entry[2])) fail("\"" + line + "\" is not three numbers");
+            cube.table.push_back(entry);
+        }
+    }
+    if (cube.size == 0) fail("there is no LUT_3D_SIZE");
+    if (cube.table.size() != cube.size * cube.size * cube.size)
+        fail("there are " + std::to_string(cube.table.size()) + " entries, not " +
+             std::to_string(cube.size * cube.size * cube.size));
+    return cube;
+}
+
+}  // namespace qkz

@@ -1,0 +1,21 @@
+// 3D colour tables in .cube files.
+#pragma once
+
+#include <array>
+#include <filesystem>
+#include <vector>
+
+namespace qkz {
+
+struct Cube {
+    std::size_t size = 0;                      // entries along each side, 2..256
+    std::vector<std::array<double, 3>> table;  // red, green, blue of each entry; red runs fastest
+
+    /// The table between its entries, by trilinear interpolation; each argument in 0..1.
+    std::array<double, 3> at(double red, double green, double blue) const;
+};
+
+/// Throws std::runtime_error with the reason.
+Cube readCube(const std::filesystem::path&);
+
+}  // namespace qkz
