@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "rbFrame.h"
+#include "rbVector.h"
 
 // A candidate place is refuted by any one pixel, so the search asks first at the pixels of the sought picture
 // that refute most. Which these are is learnt from a sample of places. They are asked for many places at
@@ -131,7 +132,24 @@ class Search {
         std::uint32_t* const left = flags;
         return RunOnBestCpu([=, color = probe.color, most = limit] {
             std::uint32_t any = 0;
-            for (std::int64_t i = 0; i < count; ++i) {
+            std::int64_t i = 0;
+            if constexpr (Source::bytes == 4) {
+                const auto wanted = reinterpret_cast<VectorBytes>(VectorWords{} + pixel::wordOf(color));
+                const VectorBytes limits = VectorBytes{} + static_cast<std::uint8_t>(most);
+                VectorWords anyOf{};
+                for (; i + vectorPixels <= count; i += vectorPixels) {
+                    auto bytes = reinterpret_cast<VectorBytes>(VectorAt(row.bytes + 4 * (begin + i)));
+                    SetToDifference(bytes, wanted);
+                    SetToLarger(bytes, limits);
+                    // Where every colour byte is the limit, none was above it.
+                    const auto above = reinterpret_cast<VectorWords>(bytes ^ limits) & 0xFFFFFFU;
+                    VectorWords& flagsHere = *reinterpret_cast<VectorWords*>(left + i);
+                    flagsHere &= reinterpret_cast<VectorWords>(above == 0);
+                    anyOf |= flagsHere;
+                }
+                for (std::int64_t lane = 0; lane < vectorPixels; ++lane) any |= anyOf[lane];
+            }
+            for (; i < count; ++i) {
                 left[i] = difference(row[begin + i], color) <= most ? left[i] : 0;
                 any |= left[i];
             }

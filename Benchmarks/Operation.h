@@ -1,0 +1,38 @@
+// What is timed, and what it is measured against.
+#pragma once
+
+#include <vector>
+
+#include "Calls.h"
+
+namespace qkzbench {
+
+/// What a limit is a multiple of: copying the picture into a new one, adding up its words, a microsecond.
+enum class Against { copy, sum, microsecond };
+
+enum class Sizes {
+    all,
+    large,  // those in which the sought piece lies
+};
+
+/// "Not slower" than the peer, as far as a measurement can tell.
+inline constexpr double notSlower = 0.95;
+
+struct Operation {
+    std::string name;
+    Prepare ours;
+    Against against;
+    double limit;  // 0: none
+    std::string peerName = {};
+    double peerLimit = 0;  // the peer's time is at least so many times ours; 0: not asked for
+    Prepare peer = {};
+    double tolerance = 0;     // by how much the peer's outcome may differ
+    std::string peerOf = {};  // the operation whose peer's time is this one's, too
+    Sizes sizes = Sizes::all;
+    bool slowPeer = false;  // runs once a repetition
+};
+
+std::vector<Operation> makingPictures();
+std::vector<Operation> lookingAtPictures();
+
+}  // namespace qkzbench
