@@ -13,6 +13,8 @@ template <class... F>
 struct Overloaded : F... {
     using F::operator()...;
 };
+template <class... F>
+Overloaded(F...) -> Overloaded<F...>;
 
 std::string shown(const Cell& cell) {
     std::ostringstream text;

@@ -18,13 +18,14 @@ need_packages() {
 
 build_packages=(g++ cmake ninja-build pkg-config libcairo2-dev libgd-dev libpng-dev libffi-dev libcli11-dev libgtest-dev)
 
-# Configures and builds a preset, quietly unless it fails; further arguments are targets.
+# Configures and builds a preset, quietly unless it fails; further arguments are targets, otherwise the
+# preset says which.
 build() {
     local preset=$1 log
     shift
     log=$(mktemp)
     echo "Building ($preset)"
-    if ! { cmake --preset "$preset" && cmake --build "build/$preset" ${1:+--target "$@"}; } >"$log" 2>&1; then
+    if ! { cmake --preset "$preset" && cmake --build --preset "$preset" ${1:+--target "$@"}; } >"$log" 2>&1; then
         cat "$log"
         rm -f "$log"
         return 1

@@ -56,16 +56,18 @@ namespace frame {
 template <PixelFormat format>
 using Codec = PixelCodec<format>;
 
-/// Calls `visitor` with the codec that reads the format. The word formats share their colour bits, so that
-/// one codec reads colours of all three.
+/// The codec of a format of words. They share their colour bits: where only colours count, one serves all.
+template <Channels channels, PixelFormat format>
+using WordCodec = Codec<(channels == Channels::colorAndAlpha ? format : pixelXRGB)>;
+
+/// Calls `visitor` with the codec that reads the format.
 template <Channels channels, class Visitor>
 void visitSource(std::uint32_t format, Visitor visitor) {
-    constexpr bool alpha = channels == Channels::colorAndAlpha;
     switch (format) {
         case pixelGD:
-            return visitor(Codec < alpha ? pixelGD : pixelXRGB > {});
+            return visitor(WordCodec<channels, pixelGD>{});
         case pixelARGB:
-            return visitor(Codec < alpha ? pixelARGB : pixelXRGB > {});
+            return visitor(WordCodec<channels, pixelARGB>{});
         case pixelXRGB:
             return visitor(Codec<pixelXRGB>{});
         case pixelRGB:
@@ -78,12 +80,11 @@ void visitSource(std::uint32_t format, Visitor visitor) {
 /// Calls `visitor` with the codec that writes the format; not at all for an unknown one.
 template <Channels channels, class Visitor>
 void visitTarget(std::uint32_t format, Visitor visitor) {
-    constexpr bool alpha = channels == Channels::colorAndAlpha;
     switch (format) {
         case pixelGD:
             return visitor(Codec<pixelGD>{});
         case pixelARGB:
-            return visitor(Codec < alpha ? pixelARGB : pixelXRGB > {});
+            return visitor(WordCodec<channels, pixelARGB>{});
         case pixelXRGB:
             return visitor(Codec<pixelXRGB>{});
         case pixelRGB:
