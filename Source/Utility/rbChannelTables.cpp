@@ -8,10 +8,10 @@
 
 namespace {
 
-/// One channel's table as AVX2 looks it up: sixteen lookups by the low four bits of the value, of which a
-/// tree of blends picks one by the high four.
 #define QKZ_AVX2 gnu::target("avx2"), gnu::always_inline
 
+/// One channel's table as AVX2 looks it up: sixteen lookups by the low four bits of the value, of which a
+/// tree of blends picks one by the high four.
 using Parts = __m128i[16];
 
 [[QKZ_AVX2]] inline __m256i part(const Parts& table, int index, __m256i low) {

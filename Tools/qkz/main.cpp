@@ -369,16 +369,15 @@ class Session {
     /// one more place beyond either end.
     void fillTable(REALobjectStruct* instance, const WrittenArgument& argument) const {
         constexpr int places = 18;
-        constexpr std::array<std::size_t, 3> resultOrder{0, 1, 2};  // the entries hold red, green, blue
         const Cube cube = fromFile([&] { return readCube(argument.text); });
         const auto level = [](int place) { return std::clamp((place - 1) * 17, 0, 255) / 255.0; };
         for (int r = 0; r < places; r++)
             for (int g = 0; g < places; g++)
                 for (int b = 0; b < places; b++) {
                     const auto color = cube.at(level(r), level(g), level(b));
-                    for (std::size_t x = 0; x < resultOrder.size(); x++) {
+                    for (std::size_t x = 0; x < color.size(); x++) {  // an entry holds red, green, blue
                         // What is whole but for rounding is made whole: the plug-in truncates.
-                        const double value = std::round(color[resultOrder[x]] * 255e6) / 1e6;
+                        const double value = std::round(color[x] * 255e6) / 1e6;
                         host_.assign("Table", {instance, r, g, b, x}, value);
                     }
                 }
