@@ -30,18 +30,29 @@ Host& Host::current() {
 void Host::load(const std::filesystem::path& file) {
     if (!std::filesystem::is_regular_file(file)) throw std::runtime_error(file.string() + " is not a file");
     // The loader knows a library again by its name and its inode; a new copy is new in both.
-    std::string copy = (std::filesystem::temp_directory_path() / "plugin-XXXXXX.so").string();
-    const int descriptor = mkstemps(copy.data(), 3);
-    if (descriptor < 0) throw std::runtime_error("no temporary file can be made");
-    close(descriptor);
-    std::error_code error;
-    std::filesystem::copy_file(file, copy, std::filesystem::copy_options::overwrite_existing, error);
-    void* library = error ? nullptr : dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
-    std::string reason = error ? error.message() : library ? "" : dlerror();
-    if (const auto name = reason.find(copy + ": "); name != reason.npos) reason.erase(name, copy.size() + 2);
-    std::filesystem::remove(copy, error);
-    if (!library) throw std::runtime_error(file.string() + ": " + reason);
-    void* entry = dlsym(library, "REALPluginMain");
+    struct Copy {
+        std::string name = (std::filesystem::temp_directory_path() / "plugin-XXXXXX.so").string();
+        const int descriptor = mkstemps(name.data(), 3);
+        ~Copy() {
+            if (descriptor < 0) return;
+            close(descriptor);
+            unlink(name.c_str());
+        }
+    };
+    void* entry = nullptr;
+    {
+        const Copy copy;
+        if (copy.descriptor < 0) throw std::runtime_error("no temporary file can be made");
+        std::filesystem::copy_file(file, copy.name, std::filesystem::copy_options::overwrite_existing);
+        void* const library = dlopen(copy.name.c_str(), RTLD_NOW | RTLD_LOCAL);
+        if (!library) {
+            std::string reason = dlerror();
+            const std::string prefix = copy.name + ": ";
+            if (const auto at = reason.find(prefix); at != reason.npos) reason.erase(at, prefix.size());
+            throw std::runtime_error(file.string() + ": " + reason);
+        }
+        entry = dlsym(library, "REALPluginMain");
+    }
     if (!entry) throw std::runtime_error(file.string() + " has no REALPluginMain");
     start(reinterpret_cast<void (*)(void* (*)(const char*))>(entry));
 }
@@ -58,9 +69,29 @@ int Host::called(std::string_view name) const {
     return found == faults_.end() ? 0 : found->second.called;
 }
 
+void Host::failCall(std::string_view name, int nth, Failure how) {
+    Fault& state = fault(name);
+    state.failIn = nth;
+    state.failure = how;
+}
+
 bool Host::enter(Fault& state) {
     state.called++;
-    return state.failIn == 0 || --state.failIn != 0;
+    if (state.failIn == 0 || --state.failIn != 0) return true;
+    switch (state.failure) {
+        case Failure::neutral:
+            break;
+        case Failure::raises:
+            if (pending_) break;
+            raise("RuntimeException", "a service fails");
+            pendingByFault_ = true;
+            break;
+        case Failure::throwsError:
+            throw std::runtime_error("a service fails");
+        case Failure::throwsNumber:
+            throw 1;
+    }
+    return false;
 }
 
 const Registration* Host::registration(std::string_view name) const {
@@ -238,6 +269,7 @@ std::vector<std::uint32_t> Host::argb(REALpictureStruct* handle) {
 std::optional<RaisedException> Host::takeException() {
     if (!pending_) return {};
     REALobjectStruct* handle = std::exchange(pending_, nullptr);
+    pendingByFault_ = false;
     RaisedException raised{std::string(classOf(handle)), "", 0};
     if (const Exception* exception = objects_.find<Exception>(handle, "exception")) {
         raised.message = text(exception->message);

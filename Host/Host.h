@@ -5,6 +5,8 @@
 #include <array>
 #include <deque>
 #include <filesystem>
+#include <functional>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -50,6 +52,10 @@ struct RaisedException {
 };
 std::ostream& operator<<(std::ostream&, const RaisedException&);
 
+/// What a call that is made to fail does besides giving the neutral result: nothing, raising a host
+/// exception, or throwing std::runtime_error or an int into the plug-in.
+enum class Failure { neutral, raises, throwsError, throwsNumber };
+
 /// A function that can be called: a method of a module, class or extension, or a global one.
 struct Method {
     Declaration declaration;  // without the extended object
@@ -66,7 +72,7 @@ struct Method {
     std::size_t leastArguments() const;
 };
 
-/// One may be alive at a time.
+/// One may be alive at a time. Services answer on any thread; everything else is for one thread at a time.
 class Host {
  public:
     explicit Host(Settings = {});
@@ -90,11 +96,15 @@ class Host {
     /// From now on the look-up (for a class also the making of instances) answers null.
     void omit(std::string_view name) { fault(name).omitted = true; }
     void offer(std::string_view name) { fault(name).omitted = false; }
-    /// The nth call from now (1 is the next) gives the neutral result; a class: its nth new instance.
-    void failCall(std::string_view name, int nth) { fault(name).failIn = nth; }
+    /// The nth call from now (1 is the next; 0 takes it back) fails; of a class the nth instance is not made.
+    void failCall(std::string_view name, int nth, Failure how = Failure::neutral);
     /// How often looked up, and how often called.
     int asked(std::string_view name) const;
     int called(std::string_view name) const;
+
+    /// Replaces the answer to a lock of a picture's description: is given the picture, the description that
+    /// would be answered, to be changed, and whether the lock would succeed; returns whether it does.
+    std::function<bool(REALpictureStruct*, REALpictureDescription&, bool)> answerLock;
 
     // What the plug-in told.
 
@@ -177,11 +187,13 @@ class Host {
     struct Fault {
         bool omitted = false;
         int asked = 0, called = 0, failIn = 0;
+        Failure failure = Failure::neutral;
     };
 
-    static void* resolve(const char* name);
+    static void* resolve(const char* name) noexcept;
     Fault& fault(std::string_view name) { return faults_[canonical(name)]; }
-    static bool enter(Fault&);  // counts a call; false when it is to fail
+    /// Counts a call. When it is to fail, raises or throws as asked for, or returns false.
+    bool enter(Fault&);
     Picture& picture(REALpictureStruct*);
     std::uint32_t at(REALpictureStruct*, int x, int y);
     void add(Registration);
@@ -197,6 +209,8 @@ class Host {
     std::vector<std::string> messages_;
     ObjectTable objects_;
     REALobjectStruct* pending_ = nullptr;
+    bool pendingByFault_ = false;  // one that a failing call raised: another may take its place
+    std::recursive_mutex services_;
 };
 
 /// A reference that is released at the end of its scope. The host must outlive it.

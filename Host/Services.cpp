@@ -26,24 +26,25 @@ using Text = const char*;
 using Function = void*;
 
 struct Services {
-    // ---- the seam: counting, faults, and nothing thrown into the plug-in
+    // ---- the seam: one call at a time, counting, faults, and nothing else thrown into the plug-in
 
     template <Name name, auto service>
     struct Entry;
     template <Name name, class R, class... A, R (*service)(Host&, A...)>
     struct Entry<name, service> {
-        static R call(A... arguments) noexcept {
+        static R call(A... arguments) {
             static int knownHost = 0;  // the look-up by name is for the first call on each host
             static Host::Fault* state = nullptr;
             Host& host = Host::current();
+            const std::lock_guard turn(host.services_);
             if (std::exchange(knownHost, host.number_) != host.number_) state = &host.fault(name.text);
-            try {
-                if (Host::enter(*state)) return service(host, arguments...);
-            } catch (const std::bad_alloc&) {
-                host.raise("OutOfMemoryException", name.text);
-            } catch (const std::exception& error) {
-                host.objects_.note(std::string(name.text) + ": " + error.what());
-            }
+            if (host.enter(*state)) try {
+                    return service(host, arguments...);
+                } catch (const std::bad_alloc&) {
+                    host.raise("OutOfMemoryException", name.text);
+                } catch (const std::exception& error) {
+                    host.objects_.note(std::string(name.text) + ": " + error.what());
+                }
             if constexpr (!std::is_void_v<R>) return R{};
         }
     };
@@ -109,7 +110,7 @@ struct Services {
         return classExists(host, name) ? reinterpret_cast<REALclassStruct*>(&state) : nullptr;
     }
     static ObjectRef newInstance(Host& host, Text name) {
-        if (!classExists(host, name) || !Host::enter(host.fault(name))) return nullptr;
+        if (!classExists(host, name) || !host.enter(host.fault(name))) return nullptr;
         if (sameText(name, "Picture")) return host.objects_.add(std::make_unique<Picture>()).handle();
         if (sameText(name, "MemoryBlock")) return host.objects_.add(std::make_unique<MemoryBlock>()).handle();
         if (isException(name)) return host.objects_.add(std::make_unique<Exception>(name)).handle();
@@ -122,12 +123,17 @@ struct Services {
     }
     static ObjectRef callWithHandler(Host& host, void (*function)(void*), void* data) {
         const ObjectRef before = std::exchange(host.pending_, nullptr);
-        function(data);
+        try {
+            function(data);
+        } catch (...) {
+            host.raise("RuntimeException", "an exception was thrown");
+        }
         return std::exchange(host.pending_, before);
     }
     static void raise(Host& host, ObjectRef exception) {
         if (!host.objects_.find(exception, "raise")) return;
-        if (host.pending_) host.objects_.note("an exception is raised while another pends");
+        if (host.pending_ && !std::exchange(host.pendingByFault_, false))
+            host.objects_.note("an exception is raised while another pends");
         host.objects_.replace(host.pending_, exception);
     }
     static RBBoolean inDebugMode(Host&) { return 0; }
@@ -213,9 +219,14 @@ struct Services {
     static RBBoolean lockDescription(Host& host, PictureRef handle, REALpictureDescription* out,
                                      std::uint32_t nativeType) {
         Picture* picture = find<Picture>(host, handle, "lock picture description");
-        void* native = picture && picture->surface ? picture->surface->nativeHandle(nativeType) : nullptr;
-        if (!native) return 0;
-        *out = {nativeType, native, picture->surface->width, picture->surface->height, 32, 0};
+        if (!picture) return 0;
+        void* native = picture->surface ? picture->surface->nativeHandle(nativeType) : nullptr;
+        REALpictureDescription answer;
+        if (native) answer = {nativeType, native, picture->surface->width, picture->surface->height, 32, 0};
+        bool locked = native != nullptr;
+        if (host.answerLock) locked = host.answerLock(handle, answer, locked);
+        if (!locked) return 0;
+        *out = answer;
         picture->descriptionLocks++;
         return 1;
     }
@@ -433,14 +444,17 @@ struct Services {
     }
 };
 
-void* Host::resolve(const char* name) {
+void* Host::resolve(const char* name) noexcept try {
     Host& host = current();
+    const std::lock_guard turn(host.services_);
     Fault& state = host.fault(name);
     state.asked++;
     if (state.omitted) return nullptr;
     if (!host.settings.answersVersion && sameText(name, "REALGetRBVersion")) return nullptr;
     const auto found = Services::table().find(name);
     return found == Services::table().end() ? nullptr : found->second;
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
 REALobjectStruct* Host::newInstance(std::string_view className) {
