@@ -2,8 +2,14 @@
 
 #include <dlfcn.h>
 
+#include <atomic>
+
+// By the versions that every glibc has: the current ones came with 2.34.
+asm(".symver dlopen, dlopen@GLIBC_2.2.5");
+asm(".symver dlsym, dlsym@GLIBC_2.2.5");
+
 namespace {
-const char* openedPath = nullptr;
+std::atomic<const char*> openedPath = nullptr;
 }
 
 void* dlopenMulti(const char* const* paths) {
@@ -18,5 +24,7 @@ void* dlopenMulti(const char* const* paths) {
 }
 
 const char* dlopenMultiPath() { return openedPath; }
+
+void* LoadedLibrary(const char* name) { return dlopen(name, RTLD_LAZY | RTLD_NOLOAD); }
 
 void* FindSymbol(void* library, const char* name) { return library ? dlsym(library, name) : nullptr; }

@@ -13,6 +13,9 @@ void* dlopenMulti(const char* const* paths);
 /// The name that the last `dlopenMulti` used; null when it found none.
 const char* dlopenMultiPath();
 
+/// The library of that name if the process has it already; null otherwise.
+void* LoadedLibrary(const char* name);
+
 /// The address of a library's symbol; null when there is none, or for a null library.
 void* FindSymbol(void* library, const char* name);
 
