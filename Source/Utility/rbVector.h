@@ -3,18 +3,23 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
-using VectorBytes [[gnu::vector_size(32), gnu::aligned(1), gnu::may_alias]] = std::uint8_t;
-using VectorWords [[gnu::vector_size(32), gnu::aligned(1), gnu::may_alias]] = std::uint32_t;
+using VectorBytes [[gnu::vector_size(32)]] = std::uint8_t;
+using VectorWords [[gnu::vector_size(32)]] = std::uint32_t;
 
 inline constexpr std::int64_t vectorPixels = 8;
 
-// Name the types where one is referred to: what `auto&` deduces has forgotten that it need not be aligned.
-// Arguments are references: vectors passed by value would differ between processors.
+// Memory need not be aligned for these two: they copy to and from a local. Arguments are references: vectors
+// passed by value would differ between processors.
 
-/// The eight words from `bytes` on.
-[[gnu::always_inline]] inline const VectorWords& VectorAt(const std::uint8_t* bytes) {
-    return *reinterpret_cast<const VectorWords*>(bytes);
+template <class Vector>
+[[gnu::always_inline]] inline void LoadVector(Vector& to, const void* from) {
+    std::memcpy(&to, from, sizeof to);
+}
+template <class Vector>
+[[gnu::always_inline]] inline void StoreVector(void* to, const Vector& from) {
+    std::memcpy(to, &from, sizeof from);
 }
 
 [[gnu::always_inline]] inline void SetToLarger(VectorBytes& a, const VectorBytes& b) { a = a > b ? a : b; }

@@ -138,13 +138,16 @@ class Search {
                 const VectorBytes limits = VectorBytes{} + static_cast<std::uint8_t>(most);
                 VectorWords anyOf{};
                 for (; i + vectorPixels <= count; i += vectorPixels) {
-                    auto bytes = reinterpret_cast<VectorBytes>(VectorAt(row.bytes + 4 * (begin + i)));
+                    VectorBytes bytes;
+                    LoadVector(bytes, row.bytes + 4 * (begin + i));
                     SetToDifference(bytes, wanted);
                     SetToLarger(bytes, limits);
                     // Where every colour byte is the limit, none was above it.
                     const auto above = reinterpret_cast<VectorWords>(bytes ^ limits) & 0xFFFFFFU;
-                    VectorWords& flagsHere = *reinterpret_cast<VectorWords*>(left + i);
+                    VectorWords flagsHere;
+                    LoadVector(flagsHere, left + i);
                     flagsHere &= reinterpret_cast<VectorWords>(above == 0);
+                    StoreVector(left + i, flagsHere);
                     anyOf |= flagsHere;
                 }
                 for (std::int64_t lane = 0; lane < vectorPixels; ++lane) any |= anyOf[lane];

@@ -18,7 +18,8 @@ struct Spread {
 #pragma GCC unroll 4
         for (; x + vectorPixels <= count; x += vectorPixels) {
             // The lowest byte of each word sees blue, green and red in turn; the others do not count.
-            const VectorWords& pixels = VectorAt(words + 4 * x);
+            VectorWords pixels;
+            LoadVector(pixels, words + 4 * x);
             const auto green = reinterpret_cast<VectorBytes>(pixels >> 8);
             const auto red = reinterpret_cast<VectorBytes>(pixels >> 16);
             auto largest = reinterpret_cast<VectorBytes>(pixels);

@@ -7,6 +7,7 @@
 #include "rbData.h"
 #include "rbFrame.h"
 #include "rbString.h"
+#include "rbVector.h"
 
 namespace {
 
@@ -51,7 +52,7 @@ class PackedRows {
 
 /// Pixels as they are, four at a time. Measured over 3840 x 2160 pixels: 2.7 ms, one at a time 12.5 ms.
 struct Unpacked {
-    using Bytes [[gnu::vector_size(16), gnu::aligned(1), gnu::may_alias]] = std::uint8_t;
+    using Bytes [[gnu::vector_size(16)]] = std::uint8_t;
 
     Pixel operator()(const Pixel& p) const { return p; }
 
@@ -61,9 +62,11 @@ struct Unpacked {
             const Bytes alpha = Bytes{} + static_cast<std::uint8_t>(opaqueBits >> 24);
             std::int64_t x = 0;
             for (; x + 6 <= count; x += 4) {  // 16 bytes are loaded, of which 12 are used
-                const Bytes rgb = *reinterpret_cast<const Bytes*>(source + 3 * x);
-                *reinterpret_cast<Bytes*>(target + 4 * x) =
+                Bytes rgb;
+                LoadVector(rgb, source + 3 * x);
+                rgb =
                     __builtin_shufflevector(rgb, alpha, 2, 1, 0, 16, 5, 4, 3, 16, 8, 7, 6, 16, 11, 10, 9, 16);
+                StoreVector(target + 4 * x, rgb);
             }
             return x;
         });
