@@ -4,11 +4,9 @@
 
 CairoFunctions Cairo{};
 
-bool LoadCairo() {
-    static bool tried = false;
-    static bool loaded = false;
-    if (tried) return loaded;
-    tried = true;
+namespace {
+
+bool open() {
     static constexpr const char* paths[] = QKZ_LIBRARY_PATHS("libcairo.so", "libcairo.so.2");
     void* const library = dlopenMulti(paths);
     if (!library) return false;
@@ -19,8 +17,20 @@ bool LoadCairo() {
     ResolveSymbol(library, "cairo_image_surface_get_format", Cairo.cairo_image_surface_get_format);
     ResolveSymbol(library, "cairo_get_target", Cairo.cairo_get_target);
     ResolveSymbol(library, "cairo_surface_mark_dirty", Cairo.cairo_surface_mark_dirty);
-    loaded = Cairo.cairo_image_surface_get_data && Cairo.cairo_image_surface_get_width &&
-             Cairo.cairo_image_surface_get_height && Cairo.cairo_image_surface_get_stride &&
-             Cairo.cairo_image_surface_get_format && Cairo.cairo_get_target && Cairo.cairo_surface_mark_dirty;
+    return Cairo.cairo_image_surface_get_data && Cairo.cairo_image_surface_get_width &&
+           Cairo.cairo_image_surface_get_height && Cairo.cairo_image_surface_get_stride &&
+           Cairo.cairo_image_surface_get_format && Cairo.cairo_get_target && Cairo.cairo_surface_mark_dirty;
+}
+
+}  // namespace
+
+bool LoadCairo() {
+    static const bool loaded = open();
     return loaded;
+}
+
+bool HasFourBytePixels(cairo_surface_t* surface) {
+    constexpr int argb32 = 0, rgb24 = 1, rgb30 = 5;
+    const int format = Cairo.cairo_image_surface_get_format(surface);
+    return format == argb32 || format == rgb24 || format == rgb30;
 }

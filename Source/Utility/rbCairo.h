@@ -18,3 +18,6 @@ struct CairoFunctions {
     void (*cairo_surface_mark_dirty)(cairo_surface_t*);
 };
 extern CairoFunctions Cairo;
+
+/// Does the image surface keep four bytes a pixel?
+bool HasFourBytePixels(cairo_surface_t* surface);

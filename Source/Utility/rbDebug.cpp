@@ -1,18 +1,19 @@
 #include "rbDebug.h"
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 
 namespace {
 
-bool debugging = false;
+std::atomic<bool> debugging = false;
 const char* logPrefix = "QKZ Debug: ";
 std::FILE* logStream = nullptr;  // standard error while null
 
 }  // namespace
 
-void setDebugging(RBBoolean on) { debugging = on != 0; }
-RBBoolean getDebugging() { return debugging; }
+void setDebugging(RBBoolean on) { debugging.store(on != 0, std::memory_order_relaxed); }
+RBBoolean getDebugging() { return debugging.load(std::memory_order_relaxed); }
 
 void LogMessageX(const char* format, ...) {
     char line[4096];

@@ -1,17 +1,6 @@
 #include "rbMultiplyUtil.h"
 
-#include "MyMemory.h"
-
-namespace {
-
-const MultiplyTables* build() {
-    struct Storage {
-        ByteTable multiply;
-        ByteTable unmultiply;
-    };
-    auto* const storage = static_cast<Storage*>(AllocateClearMemory(sizeof(Storage)));
-    if (!storage) return nullptr;
-    auto& [multiply, unmultiply] = *storage;
+MultiplyTables::MultiplyTables() {
     for (int alpha = 0; alpha < 256; ++alpha) {
         for (int value = 0; value < 256; ++value) {
             unmultiply[alpha][value] = static_cast<std::uint8_t>(value);
@@ -23,13 +12,9 @@ const MultiplyTables* build() {
             unmultiply[alpha][product] = static_cast<std::uint8_t>(value);
         }
     }
-    static const MultiplyTables tables{multiply, unmultiply};
-    return &tables;
 }
 
-}  // namespace
-
-const MultiplyTables* InitMultiplyTable() {
-    static const MultiplyTables* const tables = build();
+const MultiplyTables& InitMultiplyTable() {
+    static const MultiplyTables tables;
     return tables;
 }

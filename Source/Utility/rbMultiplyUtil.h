@@ -7,12 +7,13 @@
 using ByteTable = std::uint8_t[256][256];
 
 struct MultiplyTables {
+    MultiplyTables();
     /// Premultiply: round half up of value x alpha / 255, in single precision.
-    const ByteTable& multiply;
+    ByteTable multiply;
     /// Its inverse. Of several values with the same product the largest counts; a value that is no product
     /// stays as it is.
-    const ByteTable& unmultiply;
+    ByteTable unmultiply;
 };
 
-/// The tables, built on the first call and never freed; null when there was no memory for them then.
-const MultiplyTables* InitMultiplyTable();
+/// The tables, built on the first call in memory that is always there.
+const MultiplyTables& InitMultiplyTable();

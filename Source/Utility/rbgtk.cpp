@@ -5,11 +5,9 @@
 
 GdkFunctions Gdk{};
 
-bool LoadGTK() {
-    static bool tried = false;
-    static bool loaded = false;
-    if (tried) return loaded;
-    tried = true;
+namespace {
+
+bool open() {
     using Paths = const char* const[7];
     static constexpr Paths toolkit[] = {QKZ_LIBRARY_PATHS("libgtk-x11-2.0.so", "libgtk-x11-2.0.so.0"),
                                         QKZ_LIBRARY_PATHS("libgtk-3.so", "libgtk-3.so.0")};
@@ -28,6 +26,12 @@ bool LoadGTK() {
     ResolveSymbol(library, "gdk_pixbuf_get_pixels", Gdk.gdk_pixbuf_get_pixels);
     ResolveSymbol(library, "gdk_pixbuf_get_rowstride", Gdk.gdk_pixbuf_get_rowstride);
     // Deliberately without gdk_pixbuf_get_from_drawable.
-    loaded = Gdk.gdk_pixbuf_get_pixels && Gdk.gdk_pixbuf_get_rowstride && Gdk.gdk_pixbuf_unref;
+    return Gdk.gdk_pixbuf_get_pixels && Gdk.gdk_pixbuf_get_rowstride && Gdk.gdk_pixbuf_unref;
+}
+
+}  // namespace
+
+bool LoadGTK() {
+    static const bool loaded = open();
     return loaded;
 }

@@ -1,13 +1,15 @@
 // Helpers over host pictures: the application's kind, size, resolution, alpha, masks, new pictures.
 #pragma once
 
+#include <atomic>
+
 #include "HostTypes.h"
 
 /// Which kind of application hosts us. Also set by a successful lock of a native picture type.
 struct ApplicationKind {
-    bool checked = false;
-    bool desktop = false;
-    bool console = false;
+    std::atomic<bool> checked = false;  // set when the others are
+    std::atomic<bool> desktop = false;
+    std::atomic<bool> console = false;
 };
 extern ApplicationKind Application;
 

@@ -168,18 +168,16 @@ TEST(Libraries, FirstThatOpensIsTaken) {
 }
 
 TEST(MultiplyTables, EqualNaiveComputation) {
-    const MultiplyTables* tables = InitMultiplyTable();
-    ASSERT_NE(tables, nullptr);
-    EXPECT_EQ(InitMultiplyTable(), tables);
+    const MultiplyTables& tables = InitMultiplyTable();
     int wrong = 0;
     for (int a = 0; a < 256; a++)
         for (int v = 0; v < 256; v++)
-            wrong += (tables->multiply[a][v] != multiplied(a, v)) +
-                     (tables->unmultiply[a][v] != unmultiplied(a, v));
+            wrong += (tables.multiply[a][v] != multiplied(a, v)) +
+                     (tables.unmultiply[a][v] != unmultiplied(a, v));
     EXPECT_EQ(wrong, 0);
-    EXPECT_EQ(tables->multiply[128][255], 128);
-    EXPECT_EQ(tables->unmultiply[128][128], 255);
-    EXPECT_EQ(tables->unmultiply[0][0], 255);  // every value gives it: the largest counts
+    EXPECT_EQ(tables.multiply[128][255], 128);
+    EXPECT_EQ(tables.unmultiply[128][128], 255);
+    EXPECT_EQ(tables.unmultiply[0][0], 255);  // every value gives it: the largest counts
 }
 
 }  // namespace

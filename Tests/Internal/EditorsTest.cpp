@@ -173,7 +173,7 @@ TEST(Editors, InPlace) {
 TEST(Editors, PictureOfBothApplicationKindsIsRefused) {
     Plugin host;
     const OwnedPicture picture(host, host.newPicture(2, 2));
-    Application = {true, true, true};
+    setApplication(true, true, true);
     PictureReader reader;
     EXPECT_FALSE(reader.GetPictureReader(picture));
     EXPECT_EQ(host.called("REALLockPictureDescription"), 0);

@@ -9,4 +9,7 @@ namespace qkztest {
 extern void (*thrownByBuildString)();
 extern void (*thrownByNewInstance)();
 
+/// The plug-in's flags of the application's kind.
+void setApplication(bool checked, bool desktop, bool console);
+
 }  // namespace qkztest

@@ -37,8 +37,14 @@ void* resolve(const char* name) {
 
 }  // namespace
 
+void setApplication(bool checked, bool desktop, bool console) {
+    Application.checked = checked;
+    Application.desktop = desktop;
+    Application.console = console;
+}
+
 void startPlugin(Host& host) {
-    Application = {};
+    setApplication(false, false, false);
     host.start([](HostResolver resolver) {
         hostResolver = resolver;
         REALPluginMain(&resolve);

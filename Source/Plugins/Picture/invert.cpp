@@ -23,12 +23,9 @@ struct InvertTable {
     }
 };
 
-/// Null when there is no memory for the multiply tables.
-const InvertTable* invertTable() {
-    const MultiplyTables* const tables = InitMultiplyTable();
-    if (!tables) return nullptr;
-    static const InvertTable table(*tables);
-    return &table;
+const InvertTable& invertTable() {
+    static const InvertTable table(InitMultiplyTable());
+    return table;
 }
 
 Pixel invertedPremultiplied(const Pixel& p, const InvertTable& table) {
@@ -42,12 +39,11 @@ REALpictureStruct* invert(REALpictureStruct* picture, RBInteger left, RBInteger 
                           RBInteger height, WholeWhen whole, Selected selected) {
     PictureReader reader;
     if (!reader.GetPictureReader(picture)) return nullptr;
-    const InvertTable* const table = reader.HasAlpha() ? invertTable() : nullptr;
-    if (reader.HasAlpha() && !table) return nullptr;
     PictureWriter writer;
     if (!writer.NewPictureWriter(reader)) return nullptr;
     const Area area = ClipArea(reader, left, top, width, height, whole);
-    if (table) {
+    if (reader.HasAlpha()) {
+        const InvertTable* const table = &invertTable();
         MapPixels<Channels::colorAndAlpha>(
             writer, area, [=](Pixel p) { return selected(p) ? invertedPremultiplied(p, *table) : p; },
             reader);

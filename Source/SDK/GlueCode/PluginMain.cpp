@@ -22,13 +22,14 @@ std::int32_t sdkVersionFor(double version) {
 
 void REALPluginMain(HostResolver resolver) {
     hostResolver = resolver;
-    if (const auto version = reinterpret_cast<double (*)()>(HostFunction("REALGetRBVersion"))) {
-        hostVersion = version();
-    }
+    Quietly([] {
+        const auto version = reinterpret_cast<double (*)()>(HostFunction("REALGetRBVersion"));
+        if (version) hostVersion = version();
+    });
     sdkVersion = sdkVersionFor(hostVersion);
     if (!resolver) return;
     // Not tested for null: a host that accepts plug-ins always offers this service.
-    reinterpret_cast<void (*)(std::int32_t)>(resolver("RegisterPluginVersion"))(sdkVersion);
+    Quietly([=] { reinterpret_cast<void (*)(std::int32_t)>(resolver("RegisterPluginVersion"))(sdkVersion); });
     PluginEntry();
 }
 
@@ -74,10 +75,12 @@ bool REALGetPropValueBoolean(REALobjectStruct* object, const char* name, bool* v
 const char* REALGetStringContents(REALstringStruct* string, std::int64_t* length) {
     *length = 0;
     if (!string) return nullptr;
-    static RBInteger (*lengthInBytes)(REALstringStruct*) = nullptr;
+    using LenB = RBInteger (*)(REALstringStruct*);
+    static std::atomic<LenB> slot = nullptr;
+    LenB lengthInBytes = slot.load(std::memory_order_relaxed);
     if (!lengthInBytes) {
-        lengthInBytes = reinterpret_cast<decltype(lengthInBytes)>(
-            REALLoadFrameworkMethod("LenB( s as string ) as integer"));
+        lengthInBytes = reinterpret_cast<LenB>(REALLoadFrameworkMethod("LenB( s as string ) as integer"));
+        slot.store(lengthInBytes, std::memory_order_relaxed);
     }
     if (lengthInBytes) *length = lengthInBytes(string);
     return HostService<"StringGetCString", const char*(REALstringStruct*)>{}(string);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <type_traits>
 
 #include "HostTypes.h"
@@ -46,6 +47,15 @@ std::int64_t TickCount();
 /// The address that the host's resolver gives for a name; null without a resolver.
 void* HostFunction(const char* name);
 
+/// Calls a function and drops whatever it throws: for what has to be tried where nobody can be told.
+template <class Function>
+void Quietly(Function&& function) noexcept {
+    try {
+        function();
+    } catch (...) {  // dropped
+    }
+}
+
 /// A service's name as a template argument.
 template <std::size_t N>
 struct ServiceName {
@@ -64,9 +74,13 @@ class HostService<Name, Result(Arguments...)> {
 
     /// The service's address, or null when the host does not offer it. Null is not remembered.
     static Function address() {
-        static Function cached = nullptr;
-        if (!cached) cached = reinterpret_cast<Function>(HostFunction(Name.text));
-        return cached;
+        static std::atomic<Function> slot = nullptr;
+        Function service = slot.load(std::memory_order_relaxed);
+        if (!service) {
+            service = reinterpret_cast<Function>(HostFunction(Name.text));
+            slot.store(service, std::memory_order_relaxed);
+        }
+        return service;
     }
 
     Result operator()(Arguments... arguments) const {
