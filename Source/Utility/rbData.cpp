@@ -2,10 +2,10 @@
 
 #include "PluginMain.h"
 #include "rbDebug.h"
+#include "rbFreeLater.h"
 #include "rbMemoryBlock.h"
 
-rbData::rbData(REALstringStruct* from) {
-    Clear();
+rbData::rbData(REALstringStruct* from) : rbData() {
     if (!from) return;
     REALLockString(from);
     string = from;
@@ -15,11 +15,10 @@ rbData::rbData(REALstringStruct* from) {
     dropSizeWithoutData();
 }
 
-rbData::rbData(REALmemoryBlockStruct* from, unsigned long offset, unsigned long bytes) {
-    Clear();
+rbData::rbData(REALmemoryBlockStruct* from, unsigned long offset, unsigned long bytes) : rbData() {
     if (!from) return;
-    memoryBlock = from;
     REALLockObject(from);
+    memoryBlock = from;
     size = bytes;
     if (bytes == 0) {
         const std::int64_t whole = MyREALMemoryBlockGetSize(from);
@@ -45,14 +44,11 @@ void rbData::Clear() {
 }
 
 void rbData::clear() {
-    if (string) REALUnlockString(string);
-    string = nullptr;
-    if (memoryBlock) REALUnlockObject(memoryBlock);
-    memoryBlock = nullptr;
-    if (ownsStringData) {
+    rbFreeNow(string);
+    rbFreeNow(memoryBlock);
+    if (std::exchange(ownsStringData, false)) {
         LogWhenDebugging("REALDisposeStringData");
-        REALDisposeStringData(&stringData);
-        ownsStringData = false;
+        Quietly([this] { REALDisposeStringData(&stringData); });
     }
 }
 

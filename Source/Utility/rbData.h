@@ -28,5 +28,8 @@ class rbData {
     std::uint64_t reserved;
 
  private:
+    /// The public constructors start with this one, so that the destructor runs when a service throws in
+    /// them.
+    rbData() { Clear(); }
     void dropSizeWithoutData();
 };

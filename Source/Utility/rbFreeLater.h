@@ -1,10 +1,22 @@
-// A scope guard for host handles.
+// References to what the host owns, released: now, or at scope end.
 #pragma once
+
+#include <utility>
 
 #include "PluginMain.h"
 
+/// Releases the object that the variable holds, if any, and sets it to null.
+template <class Object>
+void rbFreeNow(Object*& object) noexcept {
+    if (object) Quietly([&] { REALUnlockObject(std::exchange(object, nullptr)); });
+}
+inline void rbFreeNow(REALstringStruct*& string) noexcept {
+    if (string) Quietly([&] { REALUnlockString(std::exchange(string, nullptr)); });
+}
+
 /// Releases the object and the string that the given variables hold at scope end, and sets them to null.
-/// Either pointer may be null.
+/// Either pointer may be null. Whatever a function makes or locks it holds by such a guard from then on, and
+/// gives it away with `return std::exchange(object, nullptr)`.
 template <class Object = REALobjectStruct>
 class rbFreeLater {
  public:
@@ -13,14 +25,8 @@ class rbFreeLater {
     rbFreeLater(Object** objectVariable, REALstringStruct** stringVariable)
         : object(objectVariable), string(stringVariable) {}
     ~rbFreeLater() {
-        if (object && *object) {
-            REALUnlockObject(*object);
-            *object = nullptr;
-        }
-        if (string && *string) {
-            REALUnlockString(*string);
-            *string = nullptr;
-        }
+        if (object) rbFreeNow(*object);
+        if (string) rbFreeNow(*string);
     }
     rbFreeLater(const rbFreeLater&) = delete;
     rbFreeLater& operator=(const rbFreeLater&) = delete;

@@ -1,29 +1,27 @@
 #include "rbMemoryBlock.h"
 
 #include "PluginMain.h"
+#include "rbFreeLater.h"
 
 namespace {
 
+/// The block stands here from the moment it exists: the host may leave the worker at any call.
 struct NewBlock {
     std::int64_t size;
-    REALmemoryBlockStruct* result;
+    REALmemoryBlockStruct* block;
+    bool done;
 };
 
 void makeBlock(void* request) {
-    auto& [size, result] = *static_cast<NewBlock*>(request);
-    auto* const block = static_cast<REALmemoryBlockStruct*>(REALnewInstance("MemoryBlock"));
+    auto& [size, block, done] = *static_cast<NewBlock*>(request);
+    block = static_cast<REALmemoryBlockStruct*>(REALnewInstance("MemoryBlock"));
     if (!block) return;
     using Constructor = void (*)(REALobjectStruct*, RBInteger);
     const auto construct =
         reinterpret_cast<Constructor>(REALLoadObjectMethod(block, "Constructor(bytes as Integer)"));
-    if (construct) {
-        construct(block, size);
-        if (MyREALMemoryBlockGetSize(block) >= size) {
-            result = block;
-            return;
-        }
-    }
-    REALUnlockObject(block);
+    if (!construct) return;
+    construct(block, size);
+    done = MyREALMemoryBlockGetSize(block) >= size;
 }
 
 }  // namespace
@@ -38,9 +36,9 @@ std::int64_t MyREALMemoryBlockGetSize(REALmemoryBlockStruct* block) {
 
 REALmemoryBlockStruct* MyREALNewMemoryBlock(std::int64_t size) {
     if (size < 0) return nullptr;
-    NewBlock request{size, nullptr};
-    if (REALobjectStruct* const exception = REALCallFunctionWithExceptionHandler(makeBlock, &request)) {
-        REALUnlockObject(exception);
-    }
-    return request.result;
+    NewBlock request{size, nullptr, false};
+    const rbFreeLater blockGuard(request.block);
+    REALobjectStruct* exception = REALCallFunctionWithExceptionHandler(makeBlock, &request);
+    const rbFreeLater exceptionGuard(exception);
+    return request.done ? std::exchange(request.block, nullptr) : nullptr;
 }

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <utility>
 
 #include "MyMemory.h"
@@ -53,6 +54,10 @@ void protectAll(Entry* entries, std::int64_t count, const char* missing) {
 
 std::int64_t signedCount(std::size_t count) { return static_cast<std::int64_t>(count); }
 
+/// Zeroed records of AllocateClearMemory; null when there is no memory.
+template <class Record>
+using Allocated = std::unique_ptr<Record, MemoryDeleter>;
+
 template <class Record>
 Record* allocateRecords(std::int64_t count) {
     return static_cast<Record*>(AllocateClearMemory(count * static_cast<std::int64_t>(sizeof(Record))));
@@ -68,42 +73,50 @@ bool hasNativeExtensions() { return HostVersion() >= 3000.0 || HostVersion() < 2
 
 /// The rows of a generated module, in order, with one more flag: global scope.
 struct GeneratedRows {
-    REALmethodDefinition* rows;
+    Allocated<REALmethodDefinition[]> rows;
+    bool ownsDeclarations = false;
     std::size_t count = 0;
 
+    ~GeneratedRows() {
+        if (!rows || !ownsDeclarations) return;
+        for (std::size_t i = 0; i < count; ++i) FreeMemoryNow(const_cast<char*>(rows[i].declaration));
+    }
     void add(const REALmethodDefinition& row) {
         rows[count] = row;
         rows[count++].flags |= REALscopeGlobal;
     }
 };
 
-GeneratedModule* newModule() {
-    auto* const module = allocateRecords<GeneratedModule>(1);
+Allocated<GeneratedModule> newModule() {
+    Allocated<GeneratedModule> module(allocateRecords<GeneratedModule>(1));
     if (!module) LogMessage("Warning: Failed to allocate memory for module definition.");
     return module;
 }
 
-bool newRows(GeneratedRows& generated, std::int64_t count) {
-    generated.rows = allocateRecords<REALmethodDefinition>(count);
+bool allocateRows(GeneratedRows& generated, std::int64_t count) {
+    generated.rows.reset(allocateRecords<REALmethodDefinition>(count));
     if (!generated.rows) LogMessage("Warning: Failed to allocate memory for method definitions.");
     return generated.rows != nullptr;
 }
 
-void registerGenerated(GeneratedModule* module, const char* name, const GeneratedRows& generated) {
+/// Takes over module and rows: from here on the host keeps pointers into them.
+void registerGenerated(Allocated<GeneratedModule> module, const char* name, GeneratedRows& generated) {
     REALmoduleDefinition& definition = module->definition;
     definition.version = definitionVersion;
     definition.name = heapCopy(name);
-    definition.methods = generated.rows;
+    if (!definition.name) return LogMessage("Warning: Failed to allocate memory for module name.");
+    definition.methods = generated.rows.release();
     definition.methodCount = generated.count;
     definition.properties = &generatedModuleProperty;
     definition.propertyCount = 1;
     definition.flags = REALconsoleSafe;
-    module->previous = std::exchange(lastGeneratedModule, module);
-    MyREALRegisterModule(definition);
+    module->previous = std::exchange(lastGeneratedModule, module.get());
+    MyREALRegisterModule(module.release()->definition);
 }
 
 /// The table's rows as methods with an `extends` parameter, each assigning form before the reading one.
 bool addExtensionRows(GeneratedRows& generated, const REALclassDefinition& definition) {
+    generated.ownsDeclarations = true;
     for (std::size_t i = 0; i < definition.methodCount; ++i) {
         const REALmethodDefinition& method = definition.methods[i];
         REALmethodDefinition row = method;
@@ -221,7 +234,7 @@ void MyREALRegisterClass(REALclassDefinition& definition) {
     FixFlags(definition);
     definition.dataSize = (definition.dataSize + 15) / 16 * 16;
     definition.version = definitionVersion;
-    REALRegisterClass(&definition);
+    Quietly([&] { REALRegisterClass(&definition); });
 }
 
 void MyREALRegisterModule(REALmoduleDefinition& module) {
@@ -229,31 +242,30 @@ void MyREALRegisterModule(REALmoduleDefinition& module) {
     FixFlags(module);
     if (module.flags == 0) module.flags = REALconsoleSafe;
     module.version = definitionVersion;
-    REALRegisterModule(&module);
+    Quietly([&] { REALRegisterModule(&module); });
 }
 
 void MyREALRegisterClassExtension(REALclassDefinition& definition) {
     FixFlags(definition);
     if (hasNativeExtensions()) {
         definition.version = definitionVersion;
-        return REALRegisterClassExtension(&definition);
+        return Quietly([&] { REALRegisterClassExtension(&definition); });
     }
     if (!definition.methods || definition.methodCount == 0) return;
     char name[100];
     std::snprintf(name, sizeof name, "%s%s%s", definition.name, MyPluginName(), "ExtensionQKZ");
-    GeneratedModule* const module = newModule();
+    Allocated<GeneratedModule> module = newModule();
     if (!module) return;
     std::int64_t count = 0;
     for (std::size_t i = 0; i < definition.methodCount; ++i) {
         count += (definition.methods[i].function ? 1 : 0) + (definition.methods[i].setterFunction ? 1 : 0);
     }
-    GeneratedRows generated{};
-    if (!newRows(generated, count)) return FreeMemoryNow(module);
+    GeneratedRows generated;
+    if (!allocateRows(generated, count)) return;
     if (!addExtensionRows(generated, definition)) {
-        FreeMemoryNow(generated.rows);
-        return FreeMemoryNow(module);
+        return LogMessage("Warning: Failed to make the method declarations.");
     }
-    registerGenerated(module, name, generated);
+    registerGenerated(std::move(module), name, generated);
 }
 
 void MyREALRegisterMethodArray(REALmethodDefinition* methods, std::int64_t count) {
@@ -264,12 +276,14 @@ void MyREALRegisterMethodArray(REALmethodDefinition* methods, std::int64_t count
     }
     char name[100];
     std::snprintf(name, sizeof name, "%s%s", MyPluginName(), "GlobalsQKZ");
-    GeneratedModule* const module = newModule();
+    Allocated<GeneratedModule> module = newModule();
     if (!module) return;
-    GeneratedRows generated{};
-    if (!newRows(generated, count)) return FreeMemoryNow(module);
+    GeneratedRows generated;
+    if (!allocateRows(generated, count)) return;
     for (std::int64_t i = 0; i < count; ++i) generated.add(methods[i]);
-    registerGenerated(module, name, generated);
+    registerGenerated(std::move(module), name, generated);
 }
 
-void MyREALRegisterMethod(REALmethodDefinition& method) { REALRegisterMethod(&method); }
+void MyREALRegisterMethod(REALmethodDefinition& method) {
+    Quietly([&] { REALRegisterMethod(&method); });
+}

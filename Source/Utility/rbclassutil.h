@@ -32,6 +32,8 @@ char* AddClassParameterAssign(const char* declaration, const char* className);
 /// The hidden property `Debugging`: the switch of the debug log. Every generated module carries one.
 REALproperty DebuggingProperty(std::uint32_t flags);
 
+// A host that throws at one registration gets the others all the same.
+
 /// Registers a class, its instance data rounded up to 16 bytes.
 void MyREALRegisterClass(REALclassDefinition& definition);
 /// Registers a module: what has no scope becomes protected, a module without flags console-safe.

@@ -10,3 +10,7 @@ bool REALLockPictureDescriptionX(REALpictureStruct* picture, REALpictureDescript
 }
 
 void REALUnlockPictureDescriptionAfterFailure(REALpictureStruct* /*picture*/) {}
+
+rbDescriptionLock::~rbDescriptionLock() {
+    if (picture) Quietly([this] { REALUnlockPictureDescription(picture); });
+}

@@ -8,3 +8,21 @@ bool REALLockPictureDescriptionX(REALpictureStruct* picture, REALpictureDescript
                                  std::uint32_t nativeType);
 /// What a failed lock leaves to undo: deliberately nothing on this platform.
 void REALUnlockPictureDescriptionAfterFailure(REALpictureStruct* picture);
+
+/// A picture's description, locked for a native type; unlocked at scope end unless it is kept.
+class rbDescriptionLock {
+ public:
+    rbDescriptionLock(REALpictureStruct* source, REALpictureDescription* description,
+                      std::uint32_t nativeType)
+        : picture(REALLockPictureDescriptionX(source, description, nativeType) ? source : nullptr) {}
+    ~rbDescriptionLock();
+    rbDescriptionLock(const rbDescriptionLock&) = delete;
+    rbDescriptionLock& operator=(const rbDescriptionLock&) = delete;
+
+    explicit operator bool() const { return picture != nullptr; }
+    /// Somebody else unlocks it from here on.
+    void keep() { picture = nullptr; }
+
+ private:
+    REALpictureStruct* picture;
+};

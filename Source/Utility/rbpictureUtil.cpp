@@ -1,5 +1,7 @@
 #include "rbpictureUtil.h"
 
+#include <utility>
+
 #include "PluginMain.h"
 #include "rbDebug.h"
 #include "rbFreeLater.h"
@@ -35,18 +37,38 @@ void callDrawPicture(void* method, REALgraphicsStruct* graphics, REALpictureStru
     reinterpret_cast<DrawPicture>(method)(graphics, source, 0, 0, w, h, 0, 0, w, h);
 }
 
+/// Takes an opaque picture's mask off and puts it back at scope end, whatever happens until then.
+class DetachedMask {
+ public:
+    explicit DetachedMask(REALpictureStruct* of) : DetachedMask(of, MyREALGetPictureMask(of, false)) {
+        if (mask) AssignMask(picture, nullptr);  // should this throw, the destructor runs all the same
+    }
+    ~DetachedMask() {
+        const rbFreeLater guard(mask);
+        if (mask) Quietly([this] { AssignMask(picture, mask); });
+    }
+    DetachedMask(const DetachedMask&) = delete;
+    DetachedMask& operator=(const DetachedMask&) = delete;
+
+ private:
+    DetachedMask(REALpictureStruct* of, REALpictureStruct* itsMask) : picture(of), mask(itsMask) {}
+
+    REALpictureStruct* picture;
+    REALpictureStruct* mask;
+};
+
 }  // namespace
 
 void CheckApplication() {
     REALclassStruct* const desktop = REALGetClassRef("Application");
     REALclassStruct* const web = REALGetClassRef("WebApplication");
     REALclassStruct* const console = REALGetClassRef("ConsoleApplication");
-    Application.checked = true;
     if (desktop) {
         Application.desktop = true;
     } else if (web || console) {
         Application.console = true;
     }
+    Application.checked = true;
 }
 
 void CheckApplicationOnce() {
@@ -111,21 +133,21 @@ REALpictureStruct* MyREALNewPicture(std::int64_t width, std::int64_t height, std
 
 REALpictureStruct* NewPictureWithAlphaChannel(std::int64_t width, std::int64_t height) {
     if (width < 1 || height < 1 || HostVersion() < 2011.04) return nullptr;
-    auto* const picture = static_cast<REALpictureStruct*>(REALnewInstance("Picture"));
+    auto* picture = static_cast<REALpictureStruct*>(REALnewInstance("Picture"));
     if (!picture) {
         LogWhenDebugging("Failed to allocate picture.");
         return nullptr;
     }
+    const rbFreeLater guard(picture);
     using Constructor = void (*)(REALobjectStruct*, RBInteger, RBInteger);
     const auto construct =
         objectMethod<Constructor>(picture, "Constructor(width as integer, height as integer)");
     if (!construct) {
         LogWhenDebugging("Failed to get picture constructor.");
-        REALUnlockObject(picture);
         return nullptr;
     }
     construct(picture, width, height);
-    return picture;
+    return std::exchange(picture, nullptr);
 }
 
 REALpictureStruct* DuplicatePictureWithoutMaskOrAlpha(REALpictureStruct* picture) {
@@ -137,19 +159,17 @@ REALpictureStruct* DuplicatePictureWithoutMaskOrAlpha(REALpictureStruct* picture
                                                       std::int64_t height) {
     if (width <= 0 || height <= 0 || !picture) return nullptr;
     REALpictureStruct* copy = nullptr;
+    const rbFreeLater guard(copy);
     if (PictureHasAlphaChannel(picture)) {
         copy = NewPictureWithAlphaChannel(width, height);
         if (copy) DrawPictureInto(copy, picture, width, height);
     } else {
-        REALpictureStruct* mask = MyREALGetPictureMask(picture, false);
-        const rbFreeLater guard(mask);
-        if (mask) AssignMask(picture, nullptr);
+        const DetachedMask mask(picture);
         copy = MyREALNewPicture(width, height, 32);
         if (copy) DrawPictureInto(copy, picture, width, height);
-        if (mask) AssignMask(picture, mask);
     }
     ApplyResolution(picture, copy);
-    return copy;
+    return std::exchange(copy, nullptr);
 }
 
 REALpictureStruct* ClonePicture(REALpictureStruct* picture) {

@@ -4,9 +4,9 @@
 #include <cstdio>
 
 #include "MyMemory.h"
-#include "PluginMain.h"
 #include "rbCairo.h"
 #include "rbDebug.h"
+#include "rbFreeLater.h"
 #include "rbPixel.h"
 #include "rbgtk.h"
 #include "rbpictureUnlock.h"
@@ -16,8 +16,8 @@ namespace {
 
 constexpr std::int64_t largestSide = 32767;
 
-/// Reports a refused size.
-bool refuse(const char* reason) {
+/// What opening gives that comes to nothing.
+bool fail(const char* reason) {
     LogWhenDebugging(reason);
     return false;
 }
@@ -28,7 +28,7 @@ PictureEditor::~PictureEditor() { clear(); }
 
 void PictureEditor::setPicture(REALpictureStruct* newPicture) {
     if (newPicture) REALLockObject(newPicture);
-    if (picture) REALUnlockObject(picture);
+    rbFreeNow(picture);
     picture = newPicture;
 }
 
@@ -50,11 +50,9 @@ bool PictureEditor::GetPictureEditor(REALpictureStruct* source, bool forReading,
     const bool severalRepresentations = kind == pictureImage || kind == pictureImmutableImage;
     if (forWriting && (severalRepresentations || kind == pictureVector)) return false;
     if (severalRepresentations && HostVersion() >= 2016.0) {
-        if (REALpictureStruct* const best = BestRepresentation(source)) {
-            const bool open = GetPictureEditorInternal(best, forReading, false, 1);
-            REALUnlockObject(best);
-            return open;
-        }
+        REALpictureStruct* best = BestRepresentation(source);
+        const rbFreeLater guard(best);
+        if (best) return GetPictureEditorInternal(best, forReading, false, 1);
     }
     return GetPictureEditorInternal(source, forReading, forWriting, 1);
 }
@@ -70,36 +68,20 @@ bool PictureEditor::GetPictureEditorInternal(REALpictureStruct* source, bool for
     if ((Application.console || !Application.desktop) && GetPictureEditorGDImagePtr(source)) return true;
     if (attempt == 1 && forReading && !forWriting && !Application.console) {
         LogWhenDebugging("Trying clone....");
-        REALpictureStruct* const copy = ClonePicture(source);
-        if (!copy) return false;
-        const bool open = GetPictureEditorInternal(copy, true, false, 2);
-        REALUnlockObject(copy);
-        return open;
+        REALpictureStruct* copy = ClonePicture(source);
+        const rbFreeLater guard(copy);
+        return copy && GetPictureEditorInternal(copy, true, false, 2);
     }
-    LogWhenDebugging("GetPictureEditor failed");
-    return false;
+    return fail("GetPictureEditor failed");
 }
 
-bool PictureEditor::lockDescription(REALpictureStruct* source, std::uint32_t nativeType,
-                                    const char* failure) {
-    description = {};
-    if (REALLockPictureDescriptionX(source, &description, nativeType)) return true;
-    LogWhenDebugging(failure);
-    return false;
-}
-
-bool PictureEditor::unlockAndFail(REALpictureStruct* source, const char* reason) {
-    if (reason) LogWhenDebugging(reason);
-    REALUnlockPictureDescription(source);
-    return false;
-}
-
-void PictureEditor::opened(REALpictureStruct* source) {
+void PictureEditor::opened(REALpictureStruct* source, rbDescriptionLock& lock) {
     setPicture(source);
+    needsUnlock = true;
+    lock.keep();
     currentRow = pixelBase;
     currentX = 0;
     currentY = 0;
-    needsUnlock = true;
     isCairo = description.nativeType == pictureCairoContext;
     if (!isCairo) cairoSurface = nullptr;  // of an earlier opening
     verticalResolution = GetPictureVerticalResolution(source);
@@ -107,28 +89,24 @@ void PictureEditor::opened(REALpictureStruct* source) {
 }
 
 bool PictureEditor::GetPictureEditorCairoContext(REALpictureStruct* source) {
-    if (!lockDescription(source, pictureCairoContext,
-                         "REALLockPictureDescription with pictureCairoContext failed.")) {
-        return false;
-    }
+    description = {};
+    rbDescriptionLock lock(source, &description, pictureCairoContext);
+    if (!lock) return fail("REALLockPictureDescription with pictureCairoContext failed.");
     Application.desktop = true;
-    if (!description.handle) return unlockAndFail(source, "Cairo context is nil");
-    if (description.nativeType != pictureCairoContext) {
-        return unlockAndFail(source, "Picture is not a cairo context");
-    }
-    if (!LoadCairo()) return unlockAndFail(source, "Loading Cairo library failed.");
+    if (!description.handle) return fail("Cairo context is nil");
+    if (description.nativeType != pictureCairoContext) return fail("Picture is not a cairo context");
+    if (!LoadCairo()) return fail("Loading Cairo library failed.");
     cairo_surface_t* const surface = Cairo.cairo_get_target(static_cast<cairo_t*>(description.handle));
-    if (!surface) return unlockAndFail(source, "cocoa surface is nil");  // the message is kept as it is
+    if (!surface) return fail("cocoa surface is nil");  // the message is kept as it is
     std::uint8_t* const data = Cairo.cairo_image_surface_get_data(surface);
     const int surfaceWidth = Cairo.cairo_image_surface_get_width(surface);
     const int surfaceHeight = Cairo.cairo_image_surface_get_height(surface);
     const int stride = Cairo.cairo_image_surface_get_stride(surface);
-    if (surfaceWidth <= 0) return unlockAndFail(source, "width is <= 0");
-    if (surfaceHeight <= 0) return unlockAndFail(source, "height is <= 0");
-    if (stride <= 0) return unlockAndFail(source, "stride is <= 0");
-    if (!data) return unlockAndFail(source, "data pointer is nil");
-    // A surface of fewer than four bytes a pixel cannot be read as words.
-    if (stride < std::int64_t{4} * surfaceWidth) return unlockAndFail(source, nullptr);
+    if (surfaceWidth <= 0) return fail("width is <= 0");
+    if (surfaceHeight <= 0) return fail("height is <= 0");
+    if (stride <= 0) return fail("stride is <= 0");
+    if (!data) return fail("data pointer is nil");
+    if (!HasFourBytePixels(surface)) return false;  // cannot be read as words
 
     cairoSurface = surface;
     pixelFormat = hasAlpha ? pixelARGB : pixelXRGB;
@@ -138,25 +116,24 @@ bool PictureEditor::GetPictureEditorCairoContext(REALpictureStruct* source) {
     bytesPerPixel = 4;
     pixelBase = data;
     nativeLayout = 0;
-    opened(source);
+    opened(source, lock);
     return true;
 }
 
 bool PictureEditor::GetPictureEditorGDImagePtr(REALpictureStruct* source) {
-    if (!lockDescription(source, pictureGDImagePtr,
-                         "REALLockPictureDescription with pictureGDImagePtr failed.")) {
-        return false;
-    }
+    description = {};
+    rbDescriptionLock lock(source, &description, pictureGDImagePtr);
+    if (!lock) return fail("REALLockPictureDescription with pictureGDImagePtr failed.");
     Application.console = true;
     const auto* const image = static_cast<const GDImageFields*>(description.handle);
     if (description.nativeType != pictureGDImagePtr || !image || image->pixels || !image->tpixels ||
         !image->trueColor) {
-        return unlockAndFail(source, nullptr);
+        return false;
     }
     // The description's size must lie within the image.
     if (description.width < 0 || description.height < 0 || description.width > image->sx ||
         description.height > image->sy) {
-        return unlockAndFail(source, nullptr);
+        return false;
     }
     pixelFormat = pixelGD;
     bytesPerPixel = 4;
@@ -166,34 +143,31 @@ bool PictureEditor::GetPictureEditorGDImagePtr(REALpictureStruct* source) {
     rowTable = image->tpixels;
     nativeLayout = 6;
     pixelBase = height > 0 ? rowTable[0] : nullptr;
-    opened(source);
+    opened(source, lock);
     return true;
 }
 
 bool PictureEditor::GetPictureEditorGdkPixmap(REALpictureStruct* source) {
-    if (!lockDescription(source, pictureGdkPixmap,
-                         "REALLockPictureDescription with pictureGdkPixmap failed.")) {
-        return false;
-    }
+    description = {};
+    rbDescriptionLock lock(source, &description, pictureGdkPixmap);
+    if (!lock) return fail("REALLockPictureDescription with pictureGdkPixmap failed.");
     Application.desktop = true;
-    if (!description.handle) return unlockAndFail(source, "the pixmap is nil.");
-    if (description.nativeType != pictureGdkPixmap) {
-        return unlockAndFail(source, "picture type is not GdkPixmap.");
-    }
-    if (!LoadGTK()) return unlockAndFail(source, "Load GTK failed.");
+    if (!description.handle) return fail("the pixmap is nil.");
+    if (description.nativeType != pictureGdkPixmap) return fail("picture type is not GdkPixmap.");
+    if (!LoadGTK()) return fail("Load GTK failed.");
     GdkPixbuf* const copy =
         Gdk.gdk_pixbuf_get_from_drawable
             ? Gdk.gdk_pixbuf_get_from_drawable(nullptr, description.handle, nullptr, 0, 0, 0, 0,
                                                description.width, description.height)
             : nullptr;
-    if (!copy) return unlockAndFail(source, "pixel buffer is nil");
+    if (!copy) return fail("pixel buffer is nil");
     std::uint8_t* const pixels = Gdk.gdk_pixbuf_get_pixels(copy);
     const int rowStride = Gdk.gdk_pixbuf_get_rowstride(copy);
     if (!pixels || rowStride < std::int64_t{3} * description.width) {
         Gdk.gdk_pixbuf_unref(copy);
-        return unlockAndFail(source, nullptr);
+        return false;
     }
-    pixbuf = copy;
+    pixbuf = copy;  // released by clear() from here on
     pixelFormat = pixelRGB;
     bytesPerPixel = 3;
     width = description.width;
@@ -201,7 +175,7 @@ bool PictureEditor::GetPictureEditorGdkPixmap(REALpictureStruct* source) {
     rowBytes = rowStride;
     pixelBase = pixels;
     nativeLayout = 0;
-    opened(source);
+    opened(source, lock);
     return true;
 }
 
@@ -238,18 +212,21 @@ bool PictureEditor::rowErrorIsLogged() { return ++errorCount <= 9 && getDebuggin
 
 std::int64_t PictureEditor::BytesLeft() const {
     const std::int64_t row = bytesPerPixel * width;
-    return pixelFormat == pixelRGB ? (height - 1 - currentY) * rowBytes + row : row;
+    if (pixelFormat != pixelRGB) return row;
+    const std::int64_t spare = pixelBase == ownBuffer ? rowBytes : 0;
+    return (height - 1 - currentY) * rowBytes + row + spare;
 }
 
 // Finishing.
 
 REALpictureStruct* PictureEditor::RenderPictureWriter() {
     REALpictureStruct* result = nullptr;
+    const rbFreeLater guard(result);
     if (picture) {
         REALLockObject(picture);
+        result = picture;
         REALPictureClearCache(picture);
         MarkSurfaceDirty();
-        result = picture;
     } else if (ownBuffer) {
         // From here on the buffer is the host's.
         result =
@@ -261,21 +238,20 @@ REALpictureStruct* PictureEditor::RenderPictureWriter() {
         SetPictureHorizontalResolution(result, horizontalResolution);
     }
     clear();
-    return result;
+    return std::exchange(result, nullptr);
 }
 
 void PictureEditor::clear() {
     errorCount = 0;
     if (pixbuf) Gdk.gdk_pixbuf_unref(pixbuf);
     pixbuf = nullptr;
-    if (needsUnlock) REALUnlockPictureDescription(picture);
-    needsUnlock = false;
+    if (std::exchange(needsUnlock, false)) Quietly([this] { REALUnlockPictureDescription(picture); });
     // Without the picture's reference the surface, whose field stays set, is no longer ours to touch.
     if (writing && picture) {
-        REALPictureClearCache(picture);
+        Quietly([this] { REALPictureClearCache(picture); });
         MarkSurfaceDirty();
     }
-    setPicture(nullptr);
+    rbFreeNow(picture);
     // The own buffer is deliberately neither freed nor forgotten.
 }
 
@@ -286,26 +262,25 @@ void PictureEditor::MarkSurfaceDirty() {
 // Writers.
 
 bool PictureWriter::NewPictureWriter(std::int64_t newWidth, std::int64_t newHeight) {
-    if (newWidth < 1) return refuse("width < 1");
-    if (newHeight < 1) return refuse("height < 1");
-    if (newWidth > largestSide) return refuse("width > 32767");
-    if (newHeight > largestSide) return refuse("height > 32767");
-    REALpictureStruct* const created = MyREALNewPicture(newWidth, newHeight, 32);
+    if (newWidth < 1) return fail("width < 1");
+    if (newHeight < 1) return fail("height < 1");
+    if (newWidth > largestSide) return fail("width > 32767");
+    if (newHeight > largestSide) return fail("height > 32767");
+    REALpictureStruct* created = MyREALNewPicture(newWidth, newHeight, 32);
+    const rbFreeLater guard(created);
     if (!created) return false;
     bool open = GetPictureEditor(created, false, true);
     const bool isCopy = open && pixelFormat == pixelRGB;
     if (isCopy) open = NewPictureWriterLinux(newWidth, newHeight);
-    REALUnlockObject(created);
+    rbFreeNow(created);
     if (!isCopy) LogWhenDebugging("result");
     return open;
 }
 
 bool PictureWriter::NewPictureWriterWithAlphaChannel(std::int64_t newWidth, std::int64_t newHeight) {
-    REALpictureStruct* const created = NewPictureWithAlphaChannel(newWidth, newHeight);
-    if (!created) return false;
-    const bool open = GetPictureEditor(created, false, true);
-    REALUnlockObject(created);
-    return open;
+    REALpictureStruct* created = NewPictureWithAlphaChannel(newWidth, newHeight);
+    const rbFreeLater guard(created);
+    return created && GetPictureEditor(created, false, true);
 }
 
 bool PictureWriter::NewPictureWriter(const PictureReader& reader) {

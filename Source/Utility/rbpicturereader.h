@@ -8,6 +8,7 @@
 
 struct GdkPixbuf;
 struct cairo_surface_t;
+class rbDescriptionLock;
 
 /// The fields of libgd's gdImage that are read, where libgd has them.
 struct GDImageFields {
@@ -52,8 +53,8 @@ class PictureEditor {
     bool HasAlpha() const { return hasAlpha; }
     std::uint8_t* CurrentRow() const { return currentRow; }
     std::int64_t BytesPerPixel() const { return bytesPerPixel; }
-    /// How many bytes of pixels the storage holds from the current row's first byte on, where rows are known
-    /// to follow each other; otherwise the row's own.
+    /// How many bytes the storage holds from the current row's first byte on, where rows are known to follow
+    /// each other; otherwise the row's own pixels.
     std::int64_t BytesLeft() const;
 
  protected:
@@ -90,9 +91,8 @@ class PictureEditor {
     bool GetPictureEditorCairoContext(REALpictureStruct* source);
     bool GetPictureEditorGDImagePtr(REALpictureStruct* source);
     bool GetPictureEditorGdkPixmap(REALpictureStruct* source);
-    bool lockDescription(REALpictureStruct* source, std::uint32_t nativeType, const char* failure);
-    bool unlockAndFail(REALpictureStruct* source, const char* reason);
-    void opened(REALpictureStruct* source);
+    /// Takes the picture and the lock on its description over.
+    void opened(REALpictureStruct* source, rbDescriptionLock& lock);
     /// Counts a row-access error; says whether it is to be logged.
     bool rowErrorIsLogged();
 

@@ -3,8 +3,8 @@
 
 #include <type_traits>
 
-#include "PluginMain.h"
 #include "rbException.h"
+#include "rbFreeLater.h"
 #include "rbclassutil.h"
 
 /// A method row: the function behind a declaration, and for one that can be assigned to, its setter.
@@ -43,10 +43,4 @@ REALproperty computed(const char* name, const char* type, std::uint32_t flags) {
 template <class Data>
 Data& InstanceData(REALobjectStruct* object, const REALclassDefinition& definition) {
     return *reinterpret_cast<Data*>(reinterpret_cast<char*>(object) + definition.forSystemUse);
-}
-
-/// Drops the reference that an instance holds, if any, and forgets it.
-inline void ReleasePicture(REALpictureStruct*& picture) {
-    if (picture) REALUnlockObject(picture);
-    picture = nullptr;
 }

@@ -1,12 +1,11 @@
 #include "HasMask.h"
 
-#include "PluginMain.h"
+#include "rbFreeLater.h"
 #include "rbpictureUtil.h"
 
 RBBoolean PictureHasMask(REALpictureStruct* picture) {
     if (!picture) return false;
-    REALpictureStruct* const mask = MyREALGetPictureMask(picture, false);
-    if (!mask) return false;
-    REALUnlockObject(mask);
-    return true;
+    REALpictureStruct* mask = MyREALGetPictureMask(picture, false);
+    const rbFreeLater guard(mask);
+    return mask != nullptr;
 }

@@ -5,6 +5,7 @@
 
 #include "ClassRows.h"
 #include "rbFrame.h"
+#include "rbVector.h"
 
 namespace {
 
@@ -16,8 +17,8 @@ void constructor(REALobjectStruct*) {}
 
 void destructor(REALobjectStruct* object) {
     PictureLut3DData& data = dataOf(object);
-    ReleasePicture(data.sourcePicture);
-    ReleasePicture(data.destinationPicture);
+    rbFreeNow(data.sourcePicture);
+    rbFreeNow(data.destinationPicture);
 }
 
 /// The table's entry, or null for an index beyond the table.
@@ -51,7 +52,7 @@ struct Grid {
 };
 
 /// The three results of an entry, and what follows them in the table, which is not used.
-using Results [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = double;
+using Results [[gnu::vector_size(32)]] = double;
 
 /// Truncated and clamped; not a number gives 0.
 int channelValue(double value) { return value > 0 ? static_cast<int>(std::min(value, 255.0)) : 0; }
@@ -67,13 +68,17 @@ struct Interpolation {
         constexpr std::ptrdiff_t blue = 3, green = lutPoints * blue, red = lutPoints * green;
         const double alongBlue = grid->fraction[p.blue], alongGreen = grid->fraction[p.green],
                      alongRed = grid->fraction[p.red];
-        const auto at = [=](std::ptrdiff_t offset) -> const Results& {
-            return *reinterpret_cast<const Results*>(cell + offset);
+        const auto interpolateBlue = [=](Results& result, std::ptrdiff_t offset) {
+            Results from, to;
+            LoadVector(from, cell + offset);
+            LoadVector(to, cell + offset + blue);
+            result = from + (to - from) * alongBlue;
         };
-        const Results c00 = at(0) + (at(blue) - at(0)) * alongBlue;
-        const Results c01 = at(green) + (at(green + blue) - at(green)) * alongBlue;
-        const Results c10 = at(red) + (at(red + blue) - at(red)) * alongBlue;
-        const Results c11 = at(red + green) + (at(red + green + blue) - at(red + green)) * alongBlue;
+        Results c00, c01, c10, c11;
+        interpolateBlue(c00, 0);
+        interpolateBlue(c01, green);
+        interpolateBlue(c10, red);
+        interpolateBlue(c11, red + green);
         const Results c0 = c00 + (c01 - c00) * alongGreen;
         const Results c1 = c10 + (c11 - c10) * alongGreen;
         const Results result = c0 + (c1 - c0) * alongRed;
@@ -107,7 +112,7 @@ RBBoolean Run(REALobjectStruct* object) {
     MapPixels(writer, area, Interpolation{&data, &grid}, reader);
     REALpictureStruct* const result = writer.RenderPictureWriter();
     if (!result) return false;
-    ReleasePicture(data.destinationPicture);
+    rbFreeNow(data.destinationPicture);
     data.destinationPicture = result;
     return true;
 }

@@ -5,8 +5,8 @@
 #include <numeric>
 
 #include "MyMemory.h"
-#include "PluginMain.h"
 #include "rbFrame.h"
+#include "rbFreeLater.h"
 #include "rbpictureUtil.h"
 
 namespace {
@@ -23,11 +23,9 @@ Scratch newScratch(std::int64_t bytes) {
 /// Scrolls the picture's mask where it has one; false when that failed.
 bool scrollMaskOf(REALpictureStruct* picture, Scroll scroll, RBInteger delta, RBBoolean wrap) {
     if (!picture) return true;
-    REALpictureStruct* const mask = MyREALGetPictureMask(picture, false);
-    if (!mask) return true;
-    const bool done = scroll(mask, delta, wrap, false);
-    REALUnlockObject(mask);
-    return done;
+    REALpictureStruct* mask = MyREALGetPictureMask(picture, false);
+    const rbFreeLater guard(mask);
+    return !mask || scroll(mask, delta, wrap, false);
 }
 
 /// How far a wrapping move goes toward the end: 0..size-1.

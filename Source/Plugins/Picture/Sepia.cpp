@@ -21,8 +21,8 @@ void PictureSepiaClassConstructor(REALobjectStruct* object) {
 
 void PictureSepiaClassDestructor(REALobjectStruct* object) {
     PictureSepiaData& data = dataOf(object);
-    ReleasePicture(data.sourcePicture);
-    ReleasePicture(data.destinationPicture);
+    rbFreeNow(data.sourcePicture);
+    rbFreeNow(data.destinationPicture);
 }
 
 double GetFactorR(REALobjectStruct* object, RBInteger) { return dataOf(object).weightRed; }

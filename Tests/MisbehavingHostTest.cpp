@@ -1,0 +1,92 @@
+// A host whose services throw or raise in the middle of a call, as the loaded file meets it.
+#include <exception>
+
+#include "Support.h"
+
+namespace qkztest {
+namespace {
+
+const std::pair<Failure, RaisedException> throwing[] = {
+    {Failure::throwsError, {"RuntimeException", "C++ Exception: a service fails", 0}},
+    {Failure::throwsNumber, {"RuntimeException", "Sorry, but there was an unnamed C++ Exception.", 0}}};
+
+/// The drawing call of a host with fractional graphics.
+const char* const drawPicture =
+    "DrawPicture(image As Picture, x As Double, y As Double, destWidth As Double = -10000, destHeight As "
+    "Double = -10000, sourceX As Double = 0, sourceY As Double = 0, sourceWidth As Double = -10000, "
+    "sourceHeight As Double = -10000)";
+
+TEST(MisbehavingHost, WhatAServiceThrowsBecomesAHostException) {
+    for (const auto& [failure, exception] : throwing)
+        for (const char* service : {"newPicture", "REALLockPictureDescription", "REALPictureClearCache",
+                                    "REALLockObject", "REALGetPropValueInteger", "PluginPictureGetType"}) {
+            SCOPED_TRACE(service);
+            Plugin host;
+            const OwnedPicture picture(host, host.newPicture(3, 2));
+            host.failCall(service, 1, failure);
+            EXPECT_TRUE(host.call("InvertQKZ", {picture.get()}).isNil());
+            EXPECT_EQ(host.takeException(), exception);
+            EXPECT_EQ(std::uncaught_exceptions(), 0);
+            EXPECT_EQ(host.descriptionLocks(picture), 0);
+        }
+}
+
+TEST(MisbehavingHost, ThrowingInRegistrationLosesOnlyThatOne) {
+    for (const auto& [failure, exception] : throwing) {
+        Host host({.version = 2012.0});
+        host.failCall("PluginRegisterClass", 1, failure);
+        host.failCall("PluginRegisterMethod", 2, failure);
+        startPlugin(host);
+        EXPECT_EQ(host.registrations().size(), 1u + 1 + 5);
+        EXPECT_EQ(host.registration("PictureSepiaQKZ"), nullptr);
+        EXPECT_EQ(host.takeException(), std::nullopt);
+    }
+}
+
+TEST(MisbehavingHost, APictureKeepsItsMaskWhenDrawingThrows) {
+    for (const auto& [failure, exception] : throwing) {
+        Plugin host;
+        const OwnedPicture picture(host, host.newPicture(4, 3)), mask(host, host.newPicture(4, 3));
+        host.setMask(picture, mask);
+        // It has to be drawn into a copy, without its mask.
+        host.answerLock = [&](PictureHandle locked, auto&, bool works) { return works && locked != picture; };
+        for (const char* service : {drawPicture, "Mask(assigns newMask As Picture)", "newPicture"}) {
+            SCOPED_TRACE(service);
+            host.failCall(service, 1, failure);
+            EXPECT_EQ(host.call("isBlackQKZ", {picture.get()}), Value(false));
+            EXPECT_EQ(host.takeException(), exception);
+            EXPECT_EQ(host.mask(picture), mask.get());
+            EXPECT_EQ(host.call("isBlackQKZ", {picture.get()}), Value(true));
+        }
+    }
+}
+
+TEST(MisbehavingHost, MemoryBlocksGoWhenTheirConstructorThrows) {
+    for (const auto& [failure, exception] : throwing) {
+        Plugin host;
+        const OwnedPicture picture(host, host.newPicture(4, 3));
+        Value red, blue, green, count;
+        host.failCall("Constructor(bytes as Integer)", 1, failure);
+        host.call("CountColorsQKZ", {picture.get(), &red, &blue, &green, &count});
+        EXPECT_TRUE(red.isNil());
+        EXPECT_EQ(count, Value(-1));
+        for (const Value& block : {blue, green}) host.unlock(block.object());
+    }
+}
+
+// A pixel that straddles the end of the last row goes into the spare row of a picture that is built from
+// bytes.
+TEST(MisbehavingHost, PixelsBehindTheLastRowOfPackedPictures) {
+    if (!pixmapObstacle().empty()) GTEST_SKIP() << pixmapObstacle();
+    Plugin host({.version = 2016.04});
+    const OwnedPicture picture =
+        makePicture(host, {Format::xrgb, false, 3, 1, {0x102030, 0x405060, 0x708090}});
+    host.settings.storage = Storage::pixmap;
+    const OwnedPicture result(host, host.call("InvertQKZ", {picture.get(), 1, 0, 2, 1}).picture());
+    ASSERT_TRUE(result.get());
+    // The second pixel is written to bytes 4 to 6, the third to bytes 7 to 9, of which 9 is behind the row.
+    EXPECT_EQ(readPicture(host, result).words, (std::vector<std::uint32_t>{0x000000, 0x00BFAF, 0x9F8F7F}));
+}
+
+}  // namespace
+}  // namespace qkztest
