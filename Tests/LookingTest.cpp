@@ -144,7 +144,7 @@ TEST_P(Search, RepeatedFindsEveryOccurrence) {
         std::int64_t startX = 0, startY = 0;
         int found = 0;
         for (bool more = true; more && !HasFailure(); found++) {
-            SCOPED_TRACE(testing::Message() << "seed " << seed << " from " << startX << ", " << startY);
+            SCOPED_TRACE(testing::Message() << "from " << startX << ", " << startY);
             Cells cells{needle, std::int64_t{0}, std::int64_t{0}, startX, startY, tolerance};
             const Cell expected = operation("Find").answer(image, cells);
             Value x = 1, y = 1;

@@ -81,9 +81,11 @@ Image readPicture(Host&, PictureHandle);
 int multiplied(int alpha, int value);
 int unmultiplied(int alpha, int product);
 
+/// A failure while one is alive tells where it was made, and its seed.
 class Random {
  public:
-    explicit Random(std::uint64_t seed) : engine_(seed) {}
+    explicit Random(std::uint64_t seed, const char* file = __builtin_FILE(), int line = __builtin_LINE())
+        : engine_(seed), trace_(file, line, "seed " + std::to_string(seed)) {}
     std::uint32_t word() { return static_cast<std::uint32_t>(engine_()); }
     /// 0..count-1.
     int below(int count) { return static_cast<int>(engine_() % static_cast<std::uint64_t>(count)); }
@@ -97,6 +99,7 @@ class Random {
 
  private:
     std::mt19937_64 engine_;
+    testing::ScopedTrace trace_;
 };
 
 /// Any pixels, only gray ones, few colours, one colour; any alpha, opaque, transparent, or half of the
