@@ -8,12 +8,6 @@
 namespace qkztest {
 namespace {
 
-const Operation& operation(std::string_view label) {
-    for (const Operation& each : operations())
-        if (each.label == label) return each;
-    throw std::logic_error("no such operation");
-}
-
 TEST(Looking, NothingIsSeenInAPictureThatCannotBeRead) {
     Plugin host;
     const OwnedPicture empty(host, static_cast<PictureHandle>(host.newInstance("Picture")));
@@ -115,7 +109,7 @@ TEST(CountColors, BlockThatCannotBeMadeLeavesTheOthers) {
     }
 }
 
-class Search : public testing::TestWithParam<StorageCase> {};
+using Search = OnStorage;
 
 /// Of one to three colours, so that much matches in part.
 Image searched(Random& random, const StorageCase& storage) {
@@ -128,9 +122,6 @@ Image searched(Random& random, const StorageCase& storage) {
 }
 
 TEST_P(Search, RepeatedFindsEveryOccurrence) {
-    const StorageCase& storage = GetParam();
-    SKIP_WITHOUT(storage);
-    Plugin host(storage.settings);
     for (std::uint64_t seed = 1; seed <= 150 && !HasFailure(); seed++) {
         Random random(seed);
         Image image = searched(random, storage);
@@ -146,7 +137,7 @@ TEST_P(Search, RepeatedFindsEveryOccurrence) {
         for (bool more = true; more && !HasFailure(); found++) {
             SCOPED_TRACE(testing::Message() << "seed " << seed << " from " << startX << ", " << startY);
             Cells cells{needle, std::int64_t{0}, std::int64_t{0}, startX, startY, tolerance};
-            const Cell expected = operation("Find").answer(image, cells);
+            const Cell expected = operationOf("Find").answer(image, cells);
             Value x = 1, y = 1;
             const Value result =
                 host.call("FindPictureQKZ", {picture.get(), piece.get(), &x, &y, startX, startY, tolerance});
@@ -162,9 +153,6 @@ TEST_P(Search, RepeatedFindsEveryOccurrence) {
 }
 
 TEST_P(Search, PictureInItself) {
-    const StorageCase& storage = GetParam();
-    SKIP_WITHOUT(storage);
-    Plugin host(storage.settings);
     Random random(1);
     const OwnedPicture picture =
         makePicture(host, randomImage(random, storage.format, storage.alpha, 70, 40));
@@ -177,8 +165,7 @@ TEST_P(Search, PictureInItself) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Search, testing::ValuesIn(storages()),
-                         [](const auto& param) { return std::string(param.param.name); });
+ON_EVERY_STORAGE(Search);
 
 TEST(HasMask, TellsOfMasksAndMakesNone) {
     const char* const method = "Mask(create As Boolean = True) As Picture";

@@ -1,15 +1,13 @@
 // Picture editors and helpers, where a method's result does not show them.
 #include <limits>
 
-#include "Linked.h"
 #include "PluginMain.h"
+#include "Support.h"
 #include "rbpictureUtil.h"
 #include "rbpicturereader.h"
 
 namespace qkztest {
 namespace {
-
-using Lines = std::vector<std::string>;
 
 struct Writer : PictureWriter {
     using PictureEditor::bytesPerPixel, PictureEditor::errorCount, PictureEditor::nativeLayout,
