@@ -165,6 +165,21 @@ TEST_P(Search, PictureInItself) {
     }
 }
 
+/// One pixel tells, which lies beyond the stretches of 64 pixels that are compared at once, and places beyond
+/// the 128 that are asked at once.
+TEST_P(Search, WideNeedle) {
+    const Image blank = Image{storage.format, storage.alpha}.blank(340, 4);
+    for (const auto& [x, y] : {std::pair(0, 0), {63, 1}, {64, 1}, {127, 0}, {128, 2}, {138, 2}, {139, 2}})
+        for (const int place : {0, 127, 128, 129, 200, -1}) {
+            Image image = blank, needle = blank.blank(140, 3);
+            needle.word(x, y) ^= 0x400000;
+            if (place >= 0) image.word(place + x, 1 + y) ^= 0x400000;
+            checkOperation(host, operationOf("Find"), image,
+                           {needle, std::int64_t{5}, std::int64_t{5}, std::int64_t{0}, std::int64_t{0},
+                            std::int64_t{3}});
+        }
+}
+
 ON_EVERY_STORAGE(Search);
 
 TEST(HasMask, TellsOfMasksAndMakesNone) {
