@@ -116,8 +116,7 @@ TEST_P(Runs, ReplaceTheDestination) {
     EXPECT_FALSE(run(host, object));
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Runs, testing::Values("PictureSepiaQKZ", "PictureLut3DQKZ"),
-                         [](const auto& param) { return std::string(param.param); });
+INSTANTIATE_TEST_SUITE_P(All, Runs, testing::Values("PictureSepiaQKZ", "PictureLut3DQKZ"));
 
 TEST(Lut3D, TableKeepsWhatIsWithinIt) {
     Plugin host;

@@ -8,12 +8,6 @@
 namespace qkztest {
 namespace {
 
-const Operation& operation(std::string_view label) {
-    for (const Operation& each : operations())
-        if (each.label == label) return each;
-    throw std::logic_error("no such operation");
-}
-
 TEST(Looking, NothingIsSeenInAPictureThatCannotBeRead) {
     Plugin host;
     const OwnedPicture empty(host, static_cast<PictureHandle>(host.newInstance("Picture")));
@@ -115,7 +109,7 @@ TEST(CountColors, BlockThatCannotBeMadeLeavesTheOthers) {
     }
 }
 
-class Search : public testing::TestWithParam<StorageCase> {};
+using Search = OnStorage;
 
 /// Of one to three colours, so that much matches in part.
 Image searched(Random& random, const StorageCase& storage) {
@@ -128,9 +122,6 @@ Image searched(Random& random, const StorageCase& storage) {
 }
 
 TEST_P(Search, RepeatedFindsEveryOccurrence) {
-    const StorageCase& storage = GetParam();
-    SKIP_WITHOUT(storage);
-    Plugin host(storage.settings);
     for (std::uint64_t seed = 1; seed <= 150 && !HasFailure(); seed++) {
         Random random(seed);
         Image image = searched(random, storage);
@@ -146,7 +137,7 @@ TEST_P(Search, RepeatedFindsEveryOccurrence) {
         for (bool more = true; more && !HasFailure(); found++) {
             SCOPED_TRACE(testing::Message() << "from " << startX << ", " << startY);
             Cells cells{needle, std::int64_t{0}, std::int64_t{0}, startX, startY, tolerance};
-            const Cell expected = operation("Find").answer(image, cells);
+            const Cell expected = operationOf("Find").answer(image, cells);
             Value x = 1, y = 1;
             const Value result =
                 host.call("FindPictureQKZ", {picture.get(), piece.get(), &x, &y, startX, startY, tolerance});
@@ -162,9 +153,6 @@ TEST_P(Search, RepeatedFindsEveryOccurrence) {
 }
 
 TEST_P(Search, PictureInItself) {
-    const StorageCase& storage = GetParam();
-    SKIP_WITHOUT(storage);
-    Plugin host(storage.settings);
     Random random(1);
     const OwnedPicture picture =
         makePicture(host, randomImage(random, storage.format, storage.alpha, 70, 40));
@@ -177,8 +165,22 @@ TEST_P(Search, PictureInItself) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Search, testing::ValuesIn(storages()),
-                         [](const auto& param) { return std::string(param.param.name); });
+/// One pixel tells, which lies beyond the stretches of 64 pixels that are compared at once, and places beyond
+/// the 128 that are asked at once.
+TEST_P(Search, WideNeedle) {
+    const Image blank = Image{storage.format, storage.alpha}.blank(340, 4);
+    for (const auto& [x, y] : {std::pair(0, 0), {63, 1}, {64, 1}, {127, 0}, {128, 2}, {138, 2}, {139, 2}})
+        for (const int place : {0, 127, 128, 129, 200, -1}) {
+            Image image = blank, needle = blank.blank(140, 3);
+            needle.word(x, y) ^= 0x400000;
+            if (place >= 0) image.word(place + x, 1 + y) ^= 0x400000;
+            checkOperation(host, operationOf("Find"), image,
+                           {needle, std::int64_t{5}, std::int64_t{5}, std::int64_t{0}, std::int64_t{0},
+                            std::int64_t{3}});
+        }
+}
+
+ON_EVERY_STORAGE(Search);
 
 TEST(HasMask, TellsOfMasksAndMakesNone) {
     const char* const method = "Mask(create As Boolean = True) As Picture";

@@ -169,18 +169,45 @@ const std::vector<Operation>& operations() {
     return all;
 }
 
+const Operation& operationOf(std::string_view label) {
+    for (const Operation& each : operations())
+        if (each.label == label) return each;
+    throw std::logic_error("no such operation");
+}
+
 Image opaque(const Image& like, int width, int height) {
     return Image{like.format == Format::argb ? Format::xrgb : like.format, false}.blank(width, height);
 }
 
-Image mapped(const Image& source, Image target, const std::function<Rgba(const Rgba&)>& f) {
+Image painted(const Image& source, Image target, const std::function<Rgba(int x, int y)>& f) {
     for (int y = 0; y < source.height; y++)
         for (int x = 0; x < source.width; x++) {
-            Rgba p = f(source.at(x, y));
+            Rgba p = f(x, y);
             p.a = target.format == Format::gd ? 0 : 255;
             target.set(x, y, p);
         }
     return target;
+}
+
+Image mapped(const Image& source, Image target, const std::function<Rgba(const Rgba&)>& f) {
+    return painted(source, std::move(target), [&](int x, int y) { return f(source.at(x, y)); });
+}
+
+std::int64_t integer(const Cells& cells, std::size_t i) { return std::get<std::int64_t>(cells[i]); }
+
+Rectangle rectangleOf(const Image& image, const Cells& cells, std::size_t left,
+                      const std::function<bool(std::int64_t)>& whole) {
+    __extension__ using Wide = __int128;
+    const auto start = [&](std::size_t i, int size) {
+        return static_cast<int>(std::clamp<std::int64_t>(integer(cells, i), 0, size));
+    };
+    const auto end = [&](std::size_t i, int size) {
+        const std::int64_t length = integer(cells, i + 2);
+        const Wide sum = Wide{integer(cells, i)} + (whole(length) ? size : length);
+        return static_cast<int>(std::clamp<Wide>(sum, 0, size));
+    };
+    return {start(left, image.width), start(left + 1, image.height), end(left, image.width),
+            end(left + 1, image.height)};
 }
 
 int truncatedTo32(double value) {

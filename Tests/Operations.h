@@ -8,8 +8,6 @@
 
 namespace qkztest {
 
-using Bytes = std::vector<std::uint8_t>;
-
 /// An argument, a result, or what a variable passed by reference holds after the call. Nil is the first;
 /// an exception is a result. An image of no size is a picture that cannot be read.
 using Cell = std::variant<std::monostate, std::int64_t, double, bool, Color, std::string, Image, Bytes,
@@ -33,6 +31,7 @@ inline void PrintTo(const Operation& operation, std::ostream* out) { *out << ope
 
 /// Every operation, from the tables of each topic.
 const std::vector<Operation>& operations();
+const Operation& operationOf(std::string_view label);
 std::vector<Operation> invertOperations();
 std::vector<Operation> colorOperations();
 std::vector<Operation> channelOperations();
@@ -45,6 +44,17 @@ void checkOperation(Host&, const Operation&, const Image& picture, const Cells& 
 /// The same over `rounds` random pictures and arguments of each of a number of sizes.
 void checkOperation(Host&, const Operation&, const StorageCase&, int rounds);
 
+std::int64_t integer(const Cells& cells, std::size_t i);
+/// The part within the image of the rectangle left, top, width, height in the cells, computed without
+/// overflow: a start below 0 is cut off after the end has been computed. `whole(length)` tells which lengths
+/// mean the image's.
+Rectangle rectangleOf(const Image&, const Cells&, std::size_t left,
+                      const std::function<bool(std::int64_t)>& whole);
+inline bool isNegative(std::int64_t length) { return length < 0; }
+
+/// What InvertQKZ makes of the picture.
+Image inverted(Image);
+
 /// Arguments that are often used.
 Cells noArguments(Random&, const Image&);
 /// left, top, width, height: inside, outside, extreme.
@@ -53,6 +63,8 @@ Cells rectangleArguments(Random&, const Image&);
 /// The picture that operations make when they look at nothing but a size: without alpha.
 Image opaque(const Image& like, int width, int height);
 inline Image opaque(const Image& like) { return opaque(like, like.width, like.height); }
+/// Writes f(x, y) of every place that the source has, opaque.
+Image painted(const Image& source, Image target, const std::function<Rgba(int x, int y)>& f);
 /// Writes f(pixel) of the source's colours as they are stored, opaque.
 Image mapped(const Image& source, Image target, const std::function<Rgba(const Rgba&)>& f);
 /// Toward zero; what 32 bits do not hold, and not a number, give the smallest integer.

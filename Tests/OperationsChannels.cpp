@@ -44,14 +44,7 @@ const Image* readable(const Cell& cell) {
 bool sameSize(const Image& a, const Image& b) { return a.width == b.width && a.height == b.height; }
 
 Image joined(const Image& a, const Image& b, Rgba (*f)(const Rgba&, const Rgba&)) {
-    Image result = opaque(a);
-    for (int y = 0; y < a.height; y++)
-        for (int x = 0; x < a.width; x++) {
-            Rgba p = f(a.at(x, y), b.at(x, y));
-            p.a = result.format == Format::gd ? 0 : 255;
-            result.set(x, y, p);
-        }
-    return result;
+    return painted(a, opaque(a), [&](int x, int y) { return f(a.at(x, y), b.at(x, y)); });
 }
 
 template <int Rgba::*channel>
@@ -180,9 +173,8 @@ Cells sepiaArguments(Random& random, const Image& picture) {
 
 Cell sepia(Image& picture, Cells& cells) {
     __extension__ using Wide = __int128;
-    const auto integer = [&](std::size_t i) { return std::get<std::int64_t>(cells[i]); };
     const auto count = [&](std::size_t axis, int size) {  // always from the first row and column on
-        const std::int64_t least = integer(axis), most = integer(axis + 2);
+        const std::int64_t least = integer(cells, axis), most = integer(cells, axis + 2);
         const std::int64_t end = size <= most || most <= least ? size : most;
         return static_cast<int>(std::clamp<Wide>(Wide{end} - least, 0, size));
     };
@@ -196,7 +188,7 @@ Cell sepia(Image& picture, Cells& cells) {
         for (int x = 0; x < count(0, picture.width); x++) {
             const Rgba p = picture.at(x, y);
             const int gray = narrow(p.r * wr + p.g * wg + p.b * wb) / 1024;
-            const auto tint = [&](std::size_t i) { return byteOf(narrow(Wide{integer(i)} + gray)); };
+            const auto tint = [&](std::size_t i) { return byteOf(narrow(Wide{integer(cells, i)} + gray)); };
             result.set(x, y, {tint(4), tint(5), tint(6), picture.format == Format::gd ? 0 : 255});
         }
     return result;
@@ -235,37 +227,31 @@ Cells lutArguments(Random& random, const Image& picture) {
 }
 
 Cell lutApplied(Image& picture, Cells& cells) {
-    const auto integer = [&](std::size_t i) { return std::get<std::int64_t>(cells[i]); };
-    const std::vector<double> table = lut(integer(4));
+    const std::vector<double> table = lut(integer(cells, 4));
     const auto inside = [&](std::size_t axis, int at) {
-        const std::int64_t least = integer(axis), most = integer(axis + 2);
+        const std::int64_t least = integer(cells, axis), most = integer(cells, axis + 2);
         return at >= least && (most <= least || at < most);
     };
-    Image result = opaque(picture);
-    for (int y = 0; y < picture.height; y++)
-        for (int x = 0; x < picture.width; x++) {
-            const Rgba p = picture.at(x, y);
-            int channels[] = {p.r, p.g, p.b};
-            if (inside(0, x) && inside(1, y)) {
-                const auto cell = [](int c) { return std::min(c / 17 + 1, 15); };
-                const auto between = [](double a, double b, int c) { return a + (b - a) * (c % 17 / 17.0); };
-                for (int i = 0; i < 3; i++) {
-                    const auto point = [&](int r, int g, int b) {
-                        return table[static_cast<std::size_t>(((r * 18 + g) * 18 + b) * 3 + i)];
-                    };
-                    const auto alongBlue = [&](int r, int g) {
-                        return between(point(r, g, cell(p.b)), point(r, g, cell(p.b) + 1), p.b);
-                    };
-                    const auto alongGreen = [&](int r) {
-                        return between(alongBlue(r, cell(p.g)), alongBlue(r, cell(p.g) + 1), p.g);
-                    };
-                    const double value = between(alongGreen(cell(p.r)), alongGreen(cell(p.r) + 1), p.r);
-                    channels[i] = !(value > 0) ? 0 : value >= 255 ? 255 : static_cast<int>(value);
-                }
-            }
-            result.set(x, y, {channels[0], channels[1], channels[2], picture.format == Format::gd ? 0 : 255});
-        }
-    return result;
+    return painted(picture, opaque(picture), [&](int x, int y) {
+        const Rgba p = picture.at(x, y);
+        if (!inside(0, x) || !inside(1, y)) return p;
+        const auto cell = [](int c) { return std::min(c / 17 + 1, 15); };
+        const auto between = [](double a, double b, int c) { return a + (b - a) * (c % 17 / 17.0); };
+        const auto channel = [&](int i) {
+            const auto point = [&](int r, int g, int b) {
+                return table[static_cast<std::size_t>(((r * 18 + g) * 18 + b) * 3 + i)];
+            };
+            const auto alongBlue = [&](int r, int g) {
+                return between(point(r, g, cell(p.b)), point(r, g, cell(p.b) + 1), p.b);
+            };
+            const auto alongGreen = [&](int r) {
+                return between(alongBlue(r, cell(p.g)), alongBlue(r, cell(p.g) + 1), p.g);
+            };
+            const double value = between(alongGreen(cell(p.r)), alongGreen(cell(p.r) + 1), p.r);
+            return !(value > 0) ? 0 : value >= 255 ? 255 : static_cast<int>(value);
+        };
+        return Rgba{channel(0), channel(1), channel(2)};
+    });
 }
 
 Value runLut(Host& host, const std::vector<Value>& given) {

@@ -9,7 +9,6 @@ namespace qkztest {
 namespace {
 
 double real(const Cells& cells, std::size_t i) { return std::get<double>(cells[i]); }
-std::int64_t integer(const Cells& cells, std::size_t i) { return std::get<std::int64_t>(cells[i]); }
 Color color(const Cells& cells, std::size_t i) { return std::get<Color>(cells[i]); }
 
 Rgba colorsOf(Color c) {
@@ -127,17 +126,13 @@ Cell threshold(Image& picture, Cells& cells) {
 Cells swapArguments(Random& random, const Image&) { return {random.oneIn(2)}; }
 
 Cell embeddedMask(Image& picture, Cells& cells) {
-    Image result = opaque(picture);
-    for (int y = 0; y < picture.height; y++)
-        for (int x = 0; x < picture.width; x++) {
-            const int top = static_cast<int>(picture.word(x, y) >> 24);
-            int alpha = 255;
-            if (picture.format == Format::argb) alpha = top;
-            if (picture.format == Format::gd) alpha = top * 2 % 256 | top % 2;
-            const int level = std::get<bool>(cells[0]) ? 255 - alpha : alpha;
-            result.set(x, y, {level, level, level, picture.format == Format::gd ? 0 : 255});
-        }
-    return result;
+    return painted(picture, opaque(picture), [&](int x, int y) {
+        const int top = static_cast<int>(picture.word(x, y) >> 24);
+        int alpha = 255;
+        if (picture.format == Format::argb) alpha = top;
+        if (picture.format == Format::gd) alpha = top * 2 % 256 | top % 2;
+        return gray(std::get<bool>(cells[0]) ? 255 - alpha : alpha);
+    });
 }
 
 Cell tinted(Image& picture, Cells& cells) {
@@ -167,9 +162,7 @@ bool isColored(const Image& image, int left, int x, int y) {
 Cell rectangleMask(Image& picture, Cells& cells) {
     const int width = picture.width, height = picture.height;
     Rectangle region{0, 0, width, height};
-    if (!cells.empty())
-        region = clipped(picture, integer(cells, 0), integer(cells, 1), integer(cells, 2), integer(cells, 3),
-                         [](std::int64_t length) { return length < 0; });
+    if (!cells.empty()) region = rectangleOf(picture, cells, 0, isNegative);
     std::vector<std::uint8_t> colored(static_cast<std::size_t>((width + 2) * (height + 2)));
     std::vector<std::uint8_t> covered = colored;
     const auto at = [&](int x, int y) { return static_cast<std::size_t>((y + 1) * (width + 2) + x + 1); };
@@ -205,14 +198,7 @@ Cell rectangleMask(Image& picture, Cells& cells) {
         for (int y = top; y <= bottom; y++)
             for (int x = left; x <= right; x++) colored[at(x, y)] = 0, covered[at(x, y)] = 1;
     }
-    Image result = opaque(picture);
-    for (int y = 0; y < height; y++)
-        for (int x = 0; x < width; x++) {
-            Rgba p = gray(covered[at(x, y)] ? 0 : 255);
-            p.a = picture.format == Format::gd ? 0 : 255;
-            result.set(x, y, p);
-        }
-    return result;
+    return painted(picture, opaque(picture), [&](int x, int y) { return gray(covered[at(x, y)] ? 0 : 255); });
 }
 
 }  // namespace

@@ -16,11 +16,6 @@ Arguments withSelf(const Value& self, const Arguments& others) {
     return all;
 }
 
-const Operation& operationOf(const char* label) {
-    return *std::ranges::find(operations(), std::string_view(label),
-                              [](const Operation& o) { return std::string_view(o.label); });
-}
-
 Image opaqueImage(int width, int height, std::vector<std::uint32_t> words) {
     return {Format::xrgb, false, width, height, std::move(words)};
 }
@@ -94,8 +89,7 @@ TEST(PictureMakers, WellKnownPixels) {
     for (const KnownPixel& known : knownPixels()) {
         SCOPED_TRACE(testing::Message() << known.method << " of " << std::hex << known.from);
         const OwnedPicture picture = makePicture(host, opaqueImage(1, 1, {known.from}));
-        const OwnedPicture result(
-            host, host.call(known.method, withSelf(picture.get(), known.arguments)).picture());
+        const OwnedPicture result = pictureOf(host, known.method, withSelf(picture.get(), known.arguments));
         EXPECT_EQ(host.word(result, 0, 0), 0xFF000000 | known.to);
     }
 }
@@ -107,8 +101,8 @@ TEST(PictureMakers, TakeResolutionAndAlphaOnlyFromAReader) {
         host.setResolution(picture, 144, 150);
         for (const KnownPixel& known : knownPixels()) {
             SCOPED_TRACE(known.method);
-            const OwnedPicture result(
-                host, host.call(known.method, withSelf(picture.get(), known.arguments)).picture());
+            const OwnedPicture result =
+                pictureOf(host, known.method, withSelf(picture.get(), known.arguments));
             EXPECT_EQ(host.hasAlpha(result), alpha && !known.newSize);
             EXPECT_EQ(host.resolution(result), known.newSize ? (std::array<std::int64_t, 2>{72, 72})
                                                              : (std::array<std::int64_t, 2>{144, 150}));
@@ -147,7 +141,7 @@ TEST(PictureMakers, EmbeddedMaskWidensAllBitsOfGd) {
         {0x00000000, 0x01000000, 0x40000000, 0x7E000000, 0x7F000000, 0x80000000, 0x81000000, 0xFF000000}};
     checkOperation(host, operationOf("EmbeddedMask"), image, {false});
     const OwnedPicture picture = makePicture(host, image);
-    const OwnedPicture result(host, host.call("EmbeddedMaskQKZ", {picture.get(), false}).picture());
+    const OwnedPicture result = pictureOf(host, "EmbeddedMaskQKZ", {picture.get(), false});
     constexpr std::uint32_t expected[] = {0, 3, 128, 252, 255, 0, 3, 255};
     for (int x = 0; x < 8; x++) EXPECT_EQ(host.word(result, x, 0), expected[x] * 0x010101) << x;
 }
@@ -207,19 +201,15 @@ TEST(PictureMakers, RectanglesSurroundWhatTouchesAtSides) {
         };
         const OwnedPicture picture = makePicture(host, imageOf(c.rows, 0xFF808081, 0xFF808080));
         const auto& r = c.region;
-        const OwnedPicture result(
-            host,
-            host.call("ExtractColorRectangleMaskQKZ", {picture.get(), r[0], r[1], r[2], r[3]}).picture());
+        const OwnedPicture result =
+            pictureOf(host, "ExtractColorRectangleMaskQKZ", {picture.get(), r[0], r[1], r[2], r[3]});
         EXPECT_SAME_IMAGE(readPicture(host, result), imageOf(c.black, 0xFF000000, 0xFFFFFFFF)) << &c - cases;
     }
 }
 
-class PictureMakersOn : public testing::TestWithParam<StorageCase> {};
+using PictureMakersOn = OnStorage;
 
 TEST_P(PictureMakersOn, RectanglesOfSparseColours) {
-    const StorageCase& storage = GetParam();
-    SKIP_WITHOUT(storage);
-    Plugin host(storage.settings);
     for (int round = 0; round < 300 && !HasFailure(); round++) {
         Random random(static_cast<std::uint64_t>(round));
         const int width = 4 * (1 + random.below(random.of({4, 40}))), rarity = random.of({2, 4, 7, 20, 60});
@@ -233,9 +223,6 @@ TEST_P(PictureMakersOn, RectanglesOfSparseColours) {
 }
 
 TEST_P(PictureMakersOn, TransformMayDrawIntoItsSource) {
-    const StorageCase& storage = GetParam();
-    SKIP_WITHOUT(storage);
-    Plugin host(storage.settings);
     const Operation& transform = operationOf("Transform");
     for (const int width : {1, 64, 131}) {
         Random random(static_cast<std::uint64_t>(width));
@@ -248,17 +235,15 @@ TEST_P(PictureMakersOn, TransformMayDrawIntoItsSource) {
         const OwnedPicture picture = makePicture(host, image);
         std::deque<Owned<REALmemoryBlockStruct>> blocks;
         for (const Bytes& table : tables) blocks.emplace_back(host, host.newMemoryBlock(table));
-        const OwnedPicture result(
-            host, host.call("TransformColorsQKZ",
-                            {picture.get(), blocks[0].get(), blocks[1].get(), blocks[2].get(), picture.get()})
-                      .picture());
+        const OwnedPicture result =
+            pictureOf(host, "TransformColorsQKZ",
+                      {picture.get(), blocks[0].get(), blocks[1].get(), blocks[2].get(), picture.get()});
         EXPECT_SAME_IMAGE(readPicture(host, result), expected);
         EXPECT_EQ(result.get() == picture.get(), storage.format != Format::rgb);
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, PictureMakersOn, testing::ValuesIn(storages()),
-                         [](const auto& param) { return std::string(param.param.name); });
+ON_EVERY_STORAGE(PictureMakersOn);
 
 TEST(PictureMakers, TransformRefusesInOrder) {
     Plugin host;
@@ -293,7 +278,7 @@ TEST(PictureMakers, TransformRefusesInOrder) {
     host.setKind(destination, 1);
     Arguments refused = whole;
     refused.push_back(destination.get());
-    const OwnedPicture result(host, host.call("TransformColorsQKZ", refused).picture());
+    const OwnedPicture result = pictureOf(host, "TransformColorsQKZ", refused);
     EXPECT_SAME_IMAGE(readPicture(host, result), opaqueImage(1, 1, {0xFF000000}));
     EXPECT_SAME_IMAGE(readPicture(host, destination), opaqueImage(2, 2, {1, 2, 3, 4}));
 }

@@ -10,8 +10,6 @@ namespace {
 
 using Limits = std::numeric_limits<std::int64_t>;
 
-std::int64_t integer(const Cells& cells, std::size_t i) { return std::get<std::int64_t>(cells[i]); }
-
 /// Another colour in the same place; what else the word holds stays.
 void recolor(std::uint32_t& word, int r, int g, int b) {
     word = (word & 0xFF000000) | static_cast<std::uint32_t>(r << 16 | g << 8 | b);
@@ -27,10 +25,7 @@ std::uint32_t& anyWord(Random& random, Image& image) {
 template <class Test>
 bool all(const Image& picture, const Cells& cells, std::size_t rectangle, const Test& test) {
     Rectangle area{0, 0, picture.width, picture.height};
-    if (cells.size() > rectangle)
-        area = clipped(picture, integer(cells, rectangle), integer(cells, rectangle + 1),
-                       integer(cells, rectangle + 2), integer(cells, rectangle + 3),
-                       [](std::int64_t length) { return length < 0; });
+    if (cells.size() > rectangle) area = rectangleOf(picture, cells, rectangle, isNegative);
     bool passed = true;
     Image scratch = picture;
     mapRectangle(picture, scratch, area, [&](const Rgba& p) {

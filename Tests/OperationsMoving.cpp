@@ -7,7 +7,6 @@
 namespace qkztest {
 namespace {
 
-std::int64_t integer(const Cells& cells, std::size_t i) { return std::get<std::int64_t>(cells[i]); }
 bool boolean(const Cells& cells, std::size_t i) { return std::get<bool>(cells[i]); }
 
 constexpr std::uint32_t white = 0xFFFFFFFF;

@@ -26,6 +26,34 @@ INSTANTIATE_TEST_SUITE_P(All, Operations,
                                     std::get<1>(param.param).name;
                          });
 
+using LongRows = OnStorage;
+
+/// Of pixels of one kind but for one, which lies about the end of a stretch that is looked at as a whole.
+TEST_P(LongRows, AreSeenUpToTheirEnd) {
+    const std::int64_t all = -1;
+    const struct {
+        const char* label;
+        int stretch, usual, odd;  // gray levels
+        Cells arguments;
+    } cases[] = {
+        {"isWhite", 4096, 255, 254, {}},
+        {"isBlack_rectangle", 4096, 0, 1, {std::int64_t{1}, all, all, all}},
+        {"isGray", 4096, 128, -1, {}},
+        {"isGray_rectangle", 4096, 128, -1, {std::int64_t{2}, std::int64_t{1}, std::int64_t{0}, all, all}},
+        {"RectangleMask", 1024, 128, -1, {}},
+        {"RectangleMask_region", 1024, 128, -1, {std::int64_t{3}, std::int64_t{0}, all, all}},
+    };
+    for (const auto& c : cases)
+        for (const int column : {0, c.stretch - 1, c.stretch, c.stretch + 1, c.stretch + 5, -1}) {
+            Image image = Image{storage.format, storage.alpha}.blank(c.stretch + 6, 1);
+            for (std::uint32_t& word : image.words) word = image.encode({c.usual, c.usual, c.usual, 255});
+            if (column >= 0) image.set(column, 0, {c.usual, c.odd < 0 ? 120 : c.odd, c.usual, 255});
+            checkOperation(host, operationOf(c.label), image, c.arguments);
+        }
+}
+
+ON_EVERY_STORAGE(LongRows);
+
 TEST(Invert, WellKnownPixels) {
     struct {
         Image image;
@@ -41,8 +69,8 @@ TEST(Invert, WellKnownPixels) {
     Plugin host;
     for (const auto& c : cases) {
         const OwnedPicture picture = makePicture(host, c.image);
-        const OwnedPicture all(host, host.call("InvertQKZ", {picture.get()}).picture());
-        const OwnedPicture gray(host, host.call("InvertGrayQKZ", {picture.get()}).picture());
+        const OwnedPicture all = pictureOf(host, "InvertQKZ", {picture.get()});
+        const OwnedPicture gray = pictureOf(host, "InvertGrayQKZ", {picture.get()});
         EXPECT_EQ(host.word(all, 0, 0), c.all) << std::hex << c.image.words[0];
         EXPECT_EQ(host.word(gray, 0, 0), c.gray) << std::hex << c.image.words[0];
     }

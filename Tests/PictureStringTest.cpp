@@ -12,8 +12,7 @@ using OwnedString = Owned<REALstringStruct>;
 /// What the bytes are read as; a picture of no size for nil.
 Image unpacked(Host& host, std::string_view bytes) {
     const OwnedString string(host, host.newString(bytes, REALencodingUnknown));
-    const OwnedPicture picture(host, host.call("BinaryStringtoPictureQKZ", {string.get()}).picture());
-    return picture.get() ? readPicture(host, picture) : Image{};
+    return readPicture(host, pictureOf(host, "BinaryStringtoPictureQKZ", {string.get()}));
 }
 
 /// 1 x 1, red.
@@ -90,12 +89,9 @@ TEST(PictureString, HeaderFaultsAreRefused) {
     EXPECT_EQ(host.called("newPicture"), 0);
 }
 
-class PictureStrings : public testing::TestWithParam<StorageCase> {};
+using PictureStrings = OnStorage;
 
 TEST_P(PictureStrings, AreReadAsTheHeaderSays) {
-    const StorageCase& storage = GetParam();
-    SKIP_WITHOUT(storage);
-    Plugin host(storage.settings);
     int pictures = 0;
     for (std::uint64_t seed = 0; seed < 2000 && !HasFailure(); seed++) {
         Random random(seed);
@@ -118,9 +114,6 @@ TEST_P(PictureStrings, AreReadAsTheHeaderSays) {
 }
 
 TEST_P(PictureStrings, GoUpToTheLongestRow) {
-    const StorageCase& storage = GetParam();
-    SKIP_WITHOUT(storage);
-    Plugin host(storage.settings);
     for (const auto& [width, height] : {std::pair(32767, 1), std::pair(1, 32767)}) {
         Random random(1);
         const Image image = randomImage(random, opaque({storage.format}).format, false, width, height);
@@ -129,8 +122,7 @@ TEST_P(PictureStrings, GoUpToTheLongestRow) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, PictureStrings, testing::ValuesIn(storages()),
-                         [](const auto& param) { return std::string(param.param.name); });
+ON_EVERY_STORAGE(PictureStrings);
 
 TEST(PictureString, ServicesThatFailGiveNil) {
     for (const char* service : {"newPicture", "REALLockPictureDescription", "REALBuildStringWithEncoding"}) {
@@ -155,7 +147,7 @@ TEST(PictureString, ResolutionAndMaskAreLost) {
     host.setResolution(picture, 300, 300);
     host.setMask(picture, mask);
     const OwnedString string(host, host.call("PicturetoBinaryStringQKZ", {picture.get()}).string());
-    const OwnedPicture back(host, host.call("BinaryStringtoPictureQKZ", {string.get()}).picture());
+    const OwnedPicture back = pictureOf(host, "BinaryStringtoPictureQKZ", {string.get()});
     ASSERT_NE(back.get(), nullptr);
     EXPECT_EQ(host.resolution(back), (std::array<std::int64_t, 2>{72, 72}));
     EXPECT_EQ(host.mask(back), nullptr);

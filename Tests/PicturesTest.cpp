@@ -4,28 +4,12 @@
 namespace qkztest {
 namespace {
 
-const Operation& invert() { return operations().front(); }
+Image sample(int width = 5, int height = 3) { return numbered(Format::xrgb, width, height); }
 
-/// A picture without alpha in which every pixel is different.
-Image sample(int width = 5, int height = 3) {
-    Image image = Image{}.blank(width, height);
-    std::uint32_t next = 0xFF102030;
-    for (std::uint32_t& word : image.words) word = next += 0x010509;
-    return image;
-}
-
-Image inverted(Image image) {
-    Cells none;
-    return std::get<Image>(invert().answer(image, none));
-}
-
-/// What InvertQKZ returns, or a picture of no size for nil.
 Image invertedByPlugin(Host& host, PictureHandle picture) {
-    const OwnedPicture result(host, host.call("InvertQKZ", {picture}).picture());
-    return result.get() ? readPicture(host, result) : Image{};
+    return readPicture(host, pictureOf(host, "InvertQKZ", {picture}));
 }
 
-using Lines = std::vector<std::string>;
 const std::string cairoFails = "REALLockPictureDescription with pictureCairoContext failed.",
                   pixmapFails = "REALLockPictureDescription with pictureGdkPixmap failed.",
                   gdFails = "REALLockPictureDescription with pictureGDImagePtr failed.",
@@ -65,7 +49,7 @@ TEST(Pictures, ResolutionGoesOverWhenBothArePositive) {
             Plugin host;
             const OwnedPicture picture(host, host.newPicture(3, 3, alpha));
             host.setResolution(picture, horizontal, vertical);
-            const OwnedPicture result(host, host.call("InvertQKZ", {picture.get()}).picture());
+            const OwnedPicture result = pictureOf(host, "InvertQKZ", {picture.get()});
             EXPECT_EQ(host.resolution(result), expected ? (std::array<std::int64_t, 2>{horizontal, vertical})
                                                         : (std::array<std::int64_t, 2>{72, 72}));
         }
@@ -94,8 +78,7 @@ TEST(Pictures, ApplicationKindChoosesTheStorage) {
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << static_cast<int>(c.app) << ' ' << static_cast<int>(c.storage));
         Plugin host({.app = c.app, .storage = c.storage});
-        Image image = sample();
-        if (c.storage == Storage::gd) image.format = Format::gd;
+        const Image image = numbered(c.storage == Storage::gd ? Format::gd : Format::xrgb, 5, 3);
         const OwnedPicture picture = makePicture(host, image);
         Image result;
         EXPECT_EQ(host.log([&] { result = invertedByPlugin(host, picture); }), c.log);
@@ -108,9 +91,7 @@ TEST(Pictures, FirstStorageSettlesAnUnknownApplication) {
         Plugin host({.app = AppKind::none});
         const OwnedPicture cairo = makePicture(host, sample());
         host.settings.storage = Storage::gd;
-        Image gdImage = sample();
-        gdImage.format = Format::gd;
-        const OwnedPicture gd = makePicture(host, gdImage);
+        const OwnedPicture gd = makePicture(host, numbered(Format::gd, 5, 3));
         for (const bool useGd : {gdFirst, !gdFirst}) {
             host.settings.storage = useGd ? Storage::gd : Storage::cairo;
             EXPECT_EQ(invertedByPlugin(host, useGd ? gd : cairo).width, useGd == gdFirst ? 5 : 0);
@@ -145,8 +126,7 @@ TEST(Pictures, PictureThatCannotBeLockedIsCloned) {
                 host.setResolution(picture, 90, 100);
                 host.failCall("REALLockPictureDescription", 1);
                 OwnedPicture result(host, nullptr);
-                const Lines log = host.log(
-                    [&] { result = OwnedPicture(host, host.call("InvertQKZ", {picture.get()}).picture()); });
+                const Lines log = host.log([&] { result = pictureOf(host, "InvertQKZ", {picture.get()}); });
                 ASSERT_NE(result.get(), nullptr);
                 EXPECT_SAME_IMAGE(readPicture(host, result), inverted(image));
                 EXPECT_EQ(host.resolution(result), (std::array<std::int64_t, 2>{90, 100}));
@@ -303,8 +283,7 @@ TEST_P(Faults, GiveNilOrTheRightPicture) {
             }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Faults, testing::ValuesIn(storages()),
-                         [](const auto& param) { return std::string(param.param.name); });
+ON_EVERY_STORAGE(Faults);
 
 }  // namespace
 }  // namespace qkztest

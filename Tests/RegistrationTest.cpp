@@ -7,8 +7,6 @@
 namespace qkztest {
 namespace {
 
-using Lines = std::vector<std::string>;
-
 std::string hexadecimal(std::uint32_t number) {
     std::ostringstream text;
     text << "0x" << std::hex << number;

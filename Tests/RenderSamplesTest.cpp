@@ -7,7 +7,6 @@
 namespace qkztest {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
 using Signal = std::vector<double>;  // -1..1
 
 constexpr std::int64_t least = std::numeric_limits<std::int64_t>::min(), most = -1 - least;
@@ -33,11 +32,9 @@ Bytes encoded(const Signal& signal, std::int64_t bits) {
 /// The picture; one of no size for nil.
 Image render(Host& host, const Request& r, const Bytes& bytes, std::int64_t count) {
     const Owned<REALmemoryBlockStruct> block(host, host.newMemoryBlock(bytes));
-    const Value result =
-        host.call("RenderSamplesQKZ", {block.get(), count, r.smooth, r.width, r.height, r.outlineWidth,
-                                       Color{back}, Color{fore}, Color{outline}, r.bits, r.autoScale});
-    const OwnedPicture picture(host, result.picture());
-    return picture.get() ? readPicture(host, picture) : Image{};
+    return readPicture(host, pictureOf(host, "RenderSamplesQKZ",
+                                       {block.get(), count, r.smooth, r.width, r.height, r.outlineWidth,
+                                        Color{back}, Color{fore}, Color{outline}, r.bits, r.autoScale}));
 }
 
 Image renderSignal(Host& host, const Request& r, const Signal& signal) {

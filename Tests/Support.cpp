@@ -15,17 +15,17 @@ Plugin::Plugin(Settings chosen, std::initializer_list<const char*> omitted) : Ho
 Plugin::~Plugin() {
     EXPECT_EQ(takeException(), std::nullopt);
     EXPECT_EQ(census(), before_);
-    EXPECT_EQ(errors(), std::vector<std::string>{});
+    EXPECT_EQ(errors(), Lines{});
 }
 
-std::vector<std::string> Plugin::log(const std::function<void()>& action) {
+Lines Plugin::log(const std::function<void()>& action) {
     const std::string prefix = "QKZ Debug: ";
     setDebugLog(*this, true);
     testing::internal::CaptureStderr();
     action();
     std::istringstream text(testing::internal::GetCapturedStderr());
     setDebugLog(*this, false);
-    std::vector<std::string> lines;
+    Lines lines;
     for (std::string line; std::getline(text, line);) {
         EXPECT_TRUE(line.starts_with(prefix)) << line;
         lines.push_back(line.substr(std::min(prefix.size(), line.size())));
@@ -88,12 +88,24 @@ OwnedPicture makePicture(Host& host, const Image& image) {
 }
 
 Image readPicture(Host& host, PictureHandle picture) {
+    if (!picture) return {};
     Surface& surface = host.surface(picture);
     Image image{Format::gd, surface.alpha, surface.width, surface.height};
     if (surface.storage == Storage::pixmap) image.format = Format::rgb;
     if (surface.storage == Storage::cairo) image.format = surface.alpha ? Format::argb : Format::xrgb;
     image.words.resize(static_cast<std::size_t>(image.width * image.height));
     for (int y = 0; y < image.height; y++) surface.read(0, y, image.width, &image.word(0, y));
+    return image;
+}
+
+OwnedPicture pictureOf(Host& host, std::string_view method, std::vector<Value> arguments) {
+    return {host, host.call(method, std::move(arguments)).picture()};
+}
+
+Image numbered(Format format, int width, int height) {
+    Image image = Image{format}.blank(width, height);
+    std::uint32_t next = 0x102030;
+    for (std::uint32_t& word : image.words) word = image.encode(image.decode(next += 0x010203));
     return image;
 }
 
@@ -157,20 +169,6 @@ const std::vector<StorageCase>& storages() {
                                                  {"GdOpaque", gd, Format::gd, false},
                                                  {"Pixmap", pixmap, Format::rgb, false}};
     return all;
-}
-
-Rectangle clipped(const Image& image, std::int64_t left, std::int64_t top, std::int64_t width,
-                  std::int64_t height, const std::function<bool(std::int64_t)>& whole) {
-    __extension__ using Wide = __int128;
-    const auto start = [](std::int64_t from, int size) {
-        return static_cast<int>(std::clamp<std::int64_t>(from, 0, size));
-    };
-    const auto end = [&](std::int64_t from, std::int64_t length, int size) {
-        const Wide sum = Wide{from} + (whole(length) ? size : length);
-        return static_cast<int>(std::clamp<Wide>(sum, 0, size));
-    };
-    return {start(left, image.width), start(top, image.height), end(left, width, image.width),
-            end(top, height, image.height)};
 }
 
 void mapRectangle(const Image& source, Image& target, const Rectangle& area,

@@ -16,6 +16,8 @@
 namespace qkztest {
 
 using namespace qkzhost;
+using Bytes = std::vector<std::uint8_t>;
+using Lines = std::vector<std::string>;
 using PictureHandle = REALpictureStruct*;
 using OwnedPicture = Owned<REALpictureStruct>;
 
@@ -29,7 +31,7 @@ class Plugin : public Host {
     ~Plugin();
     /// The lines that the debug log gets while `action` runs, without their common start "QKZ Debug: ".
     /// Another line on standard error is a failure.
-    std::vector<std::string> log(const std::function<void()>& action);
+    Lines log(const std::function<void()>& action);
 
  private:
     Census before_;
@@ -74,7 +76,12 @@ std::string difference(const Image& actual, const Image& expected);
 
 /// A host picture with the image's words, in the storage of the host's settings.
 OwnedPicture makePicture(Host&, const Image&);
+/// Of no size for nil.
 Image readPicture(Host&, PictureHandle);
+/// What a method returns.
+OwnedPicture pictureOf(Host&, std::string_view method, std::vector<Value> arguments);
+/// A picture without alpha in which every pixel is different.
+Image numbered(Format, int width, int height);
 
 /// The exact tables: value x alpha / 255 rounded half up in single precision, and the largest value that
 /// gives the product (or the product itself where none does).
@@ -121,14 +128,20 @@ inline void PrintTo(const StorageCase& storage, std::ostream* out) { *out << sto
         !::qkzhost::pixmapObstacle().empty())                           \
     GTEST_SKIP() << ::qkzhost::pixmapObstacle()
 
+/// A test on a host of a storage.
+class OnStorage : public testing::TestWithParam<StorageCase> {
+ protected:
+    void SetUp() override { SKIP_WITHOUT(storage); }
+    const StorageCase& storage = GetParam();
+    Plugin host{storage.settings};
+};
+#define ON_EVERY_STORAGE(suite) \
+    INSTANTIATE_TEST_SUITE_P(All, suite, testing::ValuesIn(storages()), testing::PrintToStringParamName())
+
 /// Which pixels: columns left..right-1 of rows top..bottom-1.
 struct Rectangle {
     int left, top, right, bottom;
 };
-/// The rectangle within the image, computed without overflow: a start below 0 is cut off after the end has
-/// been computed. `whole(length)` tells which lengths mean the image's.
-Rectangle clipped(const Image&, std::int64_t left, std::int64_t top, std::int64_t width, std::int64_t height,
-                  const std::function<bool(std::int64_t)>& whole);
 /// Writes f(pixel) for every pixel of the rectangle. In rgb images the walk along a row starts 4 bytes per
 /// column from its start and takes what lies there, as long as there are bytes; rows must not be padded.
 void mapRectangle(const Image& source, Image& target, const Rectangle&,

@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::int64_t largestSide = 32767;
 
-/// What opening gives that comes to nothing.
+/// Says in the log why nothing was opened; always false.
 bool fail(const char* reason) {
     LogWhenDebugging(reason);
     return false;

@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
-#include "Linked.h"
 #include "MyMemory.h"
 #include "PluginMain.h"
+#include "Support.h"
 #include "rbDL.h"
 #include "rbData.h"
 #include "rbFreeLater.h"
@@ -22,7 +22,6 @@ static_assert(offsetof(GDImageFields, sy) == offsetof(gdImage, sy));
 static_assert(offsetof(GDImageFields, trueColor) == offsetof(gdImage, trueColor));
 static_assert(offsetof(GDImageFields, tpixels) == offsetof(gdImage, tpixels));
 
-using Lines = std::vector<std::string>;
 const Lines dropped{"data is NULL, so size fixed to zero."};
 
 TEST(Data, ViewsAString) {

@@ -19,8 +19,7 @@ TEST_P(CpuLevels, EqualNaiveComputation) {
     UseCpuLevel(BestCpuLevel());
 }
 
-INSTANTIATE_TEST_SUITE_P(All, CpuLevels, testing::ValuesIn(operations()),
-                         [](const auto& param) { return std::string(param.param.label); });
+INSTANTIATE_TEST_SUITE_P(All, CpuLevels, testing::ValuesIn(operations()), testing::PrintToStringParamName());
 
 }  // namespace
 }  // namespace qkztest

@@ -1,15 +1,13 @@
 // Definitions on their way to the host.
 #include <memory>
 
-#include "Linked.h"
 #include "MyMemory.h"
 #include "PluginMain.h"
+#include "Support.h"
 #include "rbclassutil.h"
 
 namespace qkztest {
 namespace {
-
-using Lines = std::vector<std::string>;
 
 TEST(Definitions, FlagsFollowTheHostsVersion) {
     const struct {

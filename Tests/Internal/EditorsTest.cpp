@@ -1,15 +1,13 @@
 // Picture editors and helpers, where a method's result does not show them.
 #include <limits>
 
-#include "Linked.h"
 #include "PluginMain.h"
+#include "Support.h"
 #include "rbpictureUtil.h"
 #include "rbpicturereader.h"
 
 namespace qkztest {
 namespace {
-
-using Lines = std::vector<std::string>;
 
 struct Writer : PictureWriter {
     using PictureEditor::bytesPerPixel, PictureEditor::errorCount, PictureEditor::nativeLayout,
@@ -173,7 +171,7 @@ TEST(Editors, InPlace) {
 TEST(Editors, PictureOfBothApplicationKindsIsRefused) {
     Plugin host;
     const OwnedPicture picture(host, host.newPicture(2, 2));
-    setApplication(true, true, true);
+    Application.checked = Application.desktop = Application.console = true;
     PictureReader reader;
     EXPECT_FALSE(reader.GetPictureReader(picture));
     EXPECT_EQ(host.called("REALLockPictureDescription"), 0);

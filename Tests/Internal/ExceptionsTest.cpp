@@ -3,8 +3,8 @@
 #include <stdexcept>
 #include <typeinfo>
 
-#include "Linked.h"
 #include "PluginMain.h"
+#include "Support.h"
 #include "rbDebug.h"
 #include "rbException.h"
 
@@ -103,25 +103,24 @@ TEST(Exceptions, RaisingFallsBack) {
 }
 
 TEST(Exceptions, HostServicesMayThrow) {
-    void (*const throwers[])() = {[] { throw std::runtime_error("the host"); }, [] { throw 1; }};
-    for (const auto thrower : throwers) {
-        Host host;
-        startPlugin(host);
-        const Census before = host.census();
-        thrownByBuildString = thrower;
-        EXPECT_EQ(CString2RB("text", REALencodingUTF8), nullptr);
-        EXPECT_EQ(host.takeException()->className, "RuntimeException");
-        EXPECT_EQ(called<throwText<std::out_of_range>>(), 0);
-        EXPECT_EQ(host.takeException()->message, "");
-        thrownByBuildString = nullptr;
-        thrownByNewInstance = thrower;
-        EXPECT_EQ(called<throwNumber>(), 0);
-        EXPECT_EQ(host.takeException(), std::nullopt);  // nothing could be made to be raised
-        thrownByNewInstance = nullptr;
-        EXPECT_EQ(host.census(), before);
-        EXPECT_EQ(called<throwText<std::out_of_range>>(), 0);  // and the next is raised as ever
-        EXPECT_EQ(host.takeException()->className, "OutOfBoundsException");
-    }
+    for (const Failure how : {Failure::throwsError, Failure::throwsNumber})
+        for (const auto& [service, raises] : {std::pair("REALBuildStringWithEncoding", true),
+                                              {"PluginNewInstance", false},
+                                              {"REALSetPropValueString", false},
+                                              {"RuntimeRaiseException", false}}) {
+            Plugin host;
+            host.failCall(service, 1, how);
+            EXPECT_EQ(called<throwText<std::out_of_range>>(), 0);
+            const auto raised = host.takeException();
+            EXPECT_EQ(raised.has_value(), raises) << service;
+            EXPECT_EQ(raised ? raised->message : "", "");
+            EXPECT_EQ(called<throwText<std::out_of_range>>(), 0);  // and the next is raised as ever
+            EXPECT_EQ(host.takeException()->message, "C++ reports range error: the text");
+        }
+    Plugin host;
+    host.failCall("REALBuildStringWithEncoding", 1, Failure::throwsError);
+    EXPECT_EQ(CString2RB("text", REALencodingUTF8), nullptr);
+    EXPECT_EQ(host.takeException()->message, "C++ Exception: a service fails");
 }
 
 TEST(Log, Formats) {
