@@ -301,18 +301,6 @@ TEST_P(MissingRow, StaysOutOfScrolling) {
     }
 }
 
-TEST_P(MissingRow, StaysOutOfTheEmbeddedMask) {
-    Image expected = image_;
-    Cells cells{true, image_};
-    operationOf("SetEmbeddedMask").answer(expected, cells);
-    for (int x = 0; x < 5; x++) expected.word(x, GetParam()) = image_.word(x, GetParam());
-    {
-        const WithoutRow missing(host_.surface(picture_).nativeHandle(pictureGDImagePtr), GetParam());
-        host_.assign("EmbeddedMaskQKZ", {picture_.get(), true}, picture_.get());
-    }
-    EXPECT_SAME_IMAGE(readPicture(host_, picture_), expected);
-}
-
 INSTANTIATE_TEST_SUITE_P(Rows, MissingRow, testing::Values(0, 1, 2, 3));
 
 }  // namespace
