@@ -126,19 +126,16 @@ TEST(Lut3D, TableKeepsWhatIsWithinIt) {
                            std::int64_t x) {
         return host.call("Table", {of, r, g, b, x}).real();
     };
-    double next = 0.5;
-    for (const int r : {0, 1, 17})
-        for (const int g : {0, 2, 17})
-            for (const int b : {0, 3, 17})
-                for (const int x : {0, 1, 2}) {
-                    EXPECT_EQ(entry(object, r, g, b, x), 0);
-                    host.assign("Table", {object.get(), r, g, b, x}, next++);
-                }
-    next = 0.5;
-    for (const int r : {0, 1, 17})
-        for (const int g : {0, 2, 17})
-            for (const int b : {0, 3, 17})
-                for (const int x : {0, 1, 2}) EXPECT_EQ(entry(object, r, g, b, x), next++);
+    for (const bool written : {false, true}) {
+        double next = 0.5;
+        for (const int r : {0, 1, 17})
+            for (const int g : {0, 2, 17})
+                for (const int b : {0, 3, 17})
+                    for (const int x : {0, 1, 2}) {
+                        EXPECT_EQ(entry(object, r, g, b, x), written ? next : 0);
+                        host.assign("Table", {object.get(), r, g, b, x}, next++);
+                    }
+    }
     constexpr std::int64_t largest = 0xFFFFFFFF;
     for (const auto& [r, g, b, x] : {std::array<std::int64_t, 4>{18, 0, 0, 0},
                                      {0, 18, 0, 0},

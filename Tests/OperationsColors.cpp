@@ -55,17 +55,10 @@ int custom(int c, double factor, double summand) { return byteOf(truncatedTo32(c
 /// One or two parameters for all channels, or three or six: a channel's first, then its second.
 template <int (*change)(int, double, double)>
 Cell channels(Image& picture, Cells& cells) {
+    const bool each = cells.size() > 2, second = cells.size() % 2 == 0;
     const auto changed = [&](int value, std::size_t channel) {
-        switch (cells.size()) {
-            case 1:
-                return change(value, real(cells, 0), 0);
-            case 2:
-                return change(value, real(cells, 0), real(cells, 1));
-            case 3:
-                return change(value, real(cells, channel), 0);
-            default:
-                return change(value, real(cells, channel), real(cells, channel + 3));
-        }
+        const std::size_t first = each ? channel : 0;
+        return change(value, real(cells, first), second ? real(cells, each ? first + 3 : 1) : 0);
     };
     return mapped(picture, picture.blank(), [&](const Rgba& p) {
         return Rgba{changed(p.r, 0), changed(p.g, 1), changed(p.b, 2)};

@@ -28,12 +28,10 @@ struct KnownPixel {
 };
 
 std::vector<KnownPixel> knownPixels() {
-    constexpr Color black{0}, white{0xFFFFFF}, red{0xFF0000};
+    constexpr Color white{0xFFFFFF}, red{0xFF0000};
     return {
-        {"ChangeContrastQKZ", {0.0}, 0x0A80FF, 0x0A80FF},
         {"ChangeContrastQKZ", {-1.0}, 0x0080FF, 0x7F7F7F},
         {"ChangeContrastQKZ", {1.0}, 0x007E7F, 0x007D7F},
-        {"ChangeContrastQKZ", {1.0}, 0x80FEFF, 0x81FFFF},
         {"ChangeContrastQKZ", {-0.5}, 0x0080FF, 0x3F7FBF},
         {"ChangeContrastQKZ", {1e10}, 0x7FFF80, 0x7F0000},
         {"ChangeContrastQKZ", {0.0, -1.0, 1.0}, 0x808080, 0x807F81},
@@ -42,7 +40,6 @@ std::vector<KnownPixel> knownPixels() {
         {"ChangeBrightnessAbsoluteQKZ", {1.0, 2.0, -3.0}, 0x101010, 0x11120D},
         {"ChangeBrightnessAbsoluteQKZ", {2147483647.0}, 0x0001FF, 0xFF0000},
         {"ChangeBrightnessLinearQKZ", {255.0}, 0x0080FF, 0xFFFFFF},
-        {"ChangeBrightnessLinearQKZ", {-255.0}, 0x0080FF, 0x000000},
         {"ChangeBrightnessLinearQKZ", {300.0}, 0x007FFF, 0x2C15FF},
         {"ChangeBrightnessLinearQKZ", {-300.0}, 0x007FFF, 0x00EAD3},
         {"ChangeBrightnessLinearQKZ",
@@ -52,30 +49,22 @@ std::vector<KnownPixel> knownPixels() {
         {"ChangeContrastBrightnessLinearQKZ", {0.0, 300.0}, 0x0000FF, 0xFFFFFF},
         {"ChangeContrastBrightnessAbsoluteQKZ", {1.0, -100.0}, 0x00FFB4, 0x00FF85},
         {"ChangeCustomQKZ", {-1.0, 255.0}, 0x0080FF, 0xFF7F00},
-        {"ChangeCustomQKZ", {1.0, 0.0, 0.0, 0.0, 1.0, 0.0}, 0x102030, 0x102030},
         {"ChangeCustomQKZ", {0.0, 0.0, 1.0, 0.0, 1.0, 0.0}, 0x102030, 0x000030},
-        {"ChangeSaturationQKZ", {0}, 0xC86400, 0xC86400},
-        {"ChangeSaturationQKZ", {-255}, 0xC86400, 0x646464},
         {"ChangeSaturationQKZ", {-255}, 0xFFFFFE, 0xFEFEFE},
         {"ChangeSaturationQKZ", {255}, 0xC86400, 0xFF6400},
         {"ChangeSaturationQKZ", {-128}, 0xC86400, 0x956433},
         {"ChangeSaturationQKZ", {-510}, 0xC86400, 0x0064C8},
         {"ChangeSaturationQKZ", {100}, 0x0A141F, 0x071423},
         {"ReplaceColorQKZ", {Color{0xAB102030}, Color{0xCD405060}}, 0x102030, 0x405060},
-        {"ReplaceColorQKZ", {Color{0x102031}, white}, 0x102030, 0x102030},
         {"ExtractColorQKZ", {white, red, Color{0x010203}}, 0xFFFFFF, 0xFF0000, true},
         {"ExtractColorQKZ", {white, red, Color{0x010203}}, 0xFFFFFE, 0x010203, true},
-        {"ThresholdQKZ", {0}, 0x000000, 0xFFFFFF},
         {"ThresholdQKZ", {1}, 0xFF0000, 0x000000},
         {"ThresholdQKZ", {255}, 0x00FFFF, 0xFFFFFF},
-        {"ThresholdQKZ", {256}, 0xFFFFFF, 0x000000},
         {"EmbeddedMaskQKZ", {false}, 0x102030, 0xFFFFFF, true},
         {"EmbeddedMaskQKZ", {true}, 0x102030, 0x000000, true},
         {"ExtractColorRectangleMaskQKZ", {}, 0x101010, 0xFFFFFF, true},
-        {"ExtractColorRectangleMaskQKZ", {}, 0x101011, 0x000000, true},
         {"ExtractColorRectangleMaskQKZ", {0, 0, 0, -1}, 0x101011, 0xFFFFFF, true},
         {"ExtractColorRectangleMaskQKZ", {-1, -5, 2, 6}, 0x101011, 0x000000, true},
-        {"TintPictureQKZ", {black, white}, 0xFFFFFF, 0x000000},
         {"TintPictureQKZ", {red, white}, 0x102030, 0x101010},
         {"TintPictureQKZ", {white, Color{0xFF8000}}, 0x102030, 0x603000},
         // Summed in another order these would differ by 1.
@@ -100,12 +89,10 @@ TEST(PictureMakers, TakeResolutionAndAlphaOnlyFromAReader) {
         const OwnedPicture picture(host, host.newPicture(2, 2, alpha));
         host.setResolution(picture, 144, 150);
         for (const KnownPixel& known : knownPixels()) {
-            SCOPED_TRACE(known.method);
             const OwnedPicture result =
                 pictureOf(host, known.method, withSelf(picture.get(), known.arguments));
-            EXPECT_EQ(host.hasAlpha(result), alpha && !known.newSize);
-            EXPECT_EQ(host.resolution(result), known.newSize ? (std::array<std::int64_t, 2>{72, 72})
-                                                             : (std::array<std::int64_t, 2>{144, 150}));
+            EXPECT_EQ(host.hasAlpha(result), alpha && !known.newSize) << known.method;
+            EXPECT_EQ(host.resolution(result)[1], known.newSize ? 72 : 150) << known.method;
         }
     }
 }
@@ -113,62 +100,57 @@ TEST(PictureMakers, TakeResolutionAndAlphaOnlyFromAReader) {
 TEST(PictureMakers, GiveNilWithoutAPictureOrAPlaceForTheResult) {
     Plugin host;
     const OwnedPicture picture = makePicture(host, opaqueImage(1, 1, {0x102030}));
+    const Value self = picture.get();
     const Owned<REALobjectStruct> unreadable(host, host.newInstance("Picture"));
+    const Owned<REALmemoryBlockStruct> block(host, host.newMemoryBlock(Bytes(256)));
     std::vector<KnownPixel> calls = knownPixels();
     for (const char* method :
          {"ReplaceRedChannelQKZ", "ReplaceGreenChannelQKZ", "ReplaceBlueChannelQKZ", "MergePictureQKZ"})
-        calls.push_back({method, {picture.get()}, 0, 0});
-    calls.push_back({"CombinePicturesQKZ", {picture.get(), picture.get()}, 0, 0});
+        calls.push_back({method, {self}, 0, 0});
+    calls.push_back({"CombinePicturesQKZ", {self, self}, 0, 0});
+    calls.push_back({"TransformColorsQKZ", {block.get(), block.get(), block.get()}, 0, 0});
+    for (const char* method : {"InvertQKZ", "InvertGrayQKZ"}) calls.push_back({method, {}, 0, 0});
     for (const KnownPixel& known : calls) {
         SCOPED_TRACE(known.method);
-        const Census before = host.census();
-        EXPECT_TRUE(host.call(known.method, withSelf(nullptr, known.arguments)).isNil());
-        EXPECT_TRUE(host.call(known.method, withSelf(unreadable.get(), known.arguments)).isNil());
-        host.failCall("newPicture", 1);
-        EXPECT_TRUE(host.call(known.method, withSelf(picture.get(), known.arguments)).isNil());
-        EXPECT_EQ(host.takeException(), std::nullopt);
-        EXPECT_EQ(host.census(), before);
+        for (const Value& none : {Value(unreadable.get()), self, Value()}) {
+            if (none == self) host.failCall("newPicture", 1);
+            EXPECT_TRUE(host.call(known.method, withSelf(none, known.arguments)).isNil());
+            const bool raises = none.isNil() && std::string_view(known.method) == "TransformColorsQKZ";
+            EXPECT_EQ(host.takeException().has_value(), raises);
+        }
     }
 }
 
 TEST(PictureMakers, EmbeddedMaskWidensAllBitsOfGd) {
     Plugin host({.app = AppKind::console, .storage = Storage::gd});
-    const Image image{
-        Format::gd,
-        false,
-        8,
-        1,
-        {0x00000000, 0x01000000, 0x40000000, 0x7E000000, 0x7F000000, 0x80000000, 0x81000000, 0xFF000000}};
-    checkOperation(host, operationOf("EmbeddedMask"), image, {false});
+    constexpr std::uint32_t tops[] = {0, 1, 0x40, 0x7E, 0x7F, 0x80, 0x81, 0xFF},
+                            levels[] = {0, 3, 128, 252, 255, 0, 3, 255};
+    Image image = Image{Format::gd}.blank(8, 1), expected = image;
+    for (std::size_t i = 0; i < 8; i++)
+        image.words[i] = tops[i] << 24, expected.words[i] = levels[i] * 0x010101;
     const OwnedPicture picture = makePicture(host, image);
-    const OwnedPicture result = pictureOf(host, "EmbeddedMaskQKZ", {picture.get(), false});
-    constexpr std::uint32_t expected[] = {0, 3, 128, 252, 255, 0, 3, 255};
-    for (int x = 0; x < 8; x++) EXPECT_EQ(host.word(result, x, 0), expected[x] * 0x010101) << x;
+    EXPECT_SAME_IMAGE(readPicture(host, pictureOf(host, "EmbeddedMaskQKZ", {picture.get(), false})),
+                      expected);
 }
 
 TEST(PictureMakers, EmbeddedMaskIsSetInPlace) {
     Plugin host;
-    const Image image{Format::argb, true, 2, 2, {0x80102030, 0xFF405060, 0x00708090, 0x01000000}};
-    const OwnedPicture picture = makePicture(host, image);
-    const auto set = [&](bool swap, PictureHandle mask) {
+    const OwnedPicture picture =
+        makePicture(host, {Format::argb, true, 2, 2, {0x80102030, 0xFF405060, 0x00708090, 0x01000000}});
+    const Owned<REALobjectStruct> unreadable(host, host.newInstance("Picture"));
+    const auto set = [&](bool swap, const Value& mask) {
         const int cleared = host.called("REALPictureClearCache");
         host.assign("EmbeddedMaskQKZ", {picture.get(), swap}, mask);
         return host.called("REALPictureClearCache") > cleared;  // only then the change shows
     };
-    EXPECT_TRUE(set(true, picture));
-    EXPECT_SAME_IMAGE(readPicture(host, picture),
-                      (Image{Format::argb, true, 2, 2, {0x801020EF, 0xFF4050BF, 0x0070808F, 0x010000FF}}));
-    const OwnedPicture mask = makePicture(host, opaqueImage(1, 3, {0x00123456, 0xFFABCDEF, 0xFFFFFFFF}));
-    EXPECT_TRUE(set(false, mask));
-    EXPECT_SAME_IMAGE(readPicture(host, picture),
-                      (Image{Format::argb, true, 2, 2, {0x80102012, 0xFF4050BF, 0x007080AB, 0x010000FF}}));
-    const Image before = readPicture(host, picture);
-    const Owned<REALobjectStruct> unreadable(host, host.newInstance("Picture"));
+    EXPECT_TRUE(set(true, picture.get()));
+    const Image expected{Format::argb, true, 2, 2, {0x801020EF, 0xFF4050BF, 0x0070808F, 0x010000FF}};
+    EXPECT_SAME_IMAGE(readPicture(host, picture), expected);
     EXPECT_FALSE(set(false, nullptr));
-    EXPECT_FALSE(set(false, static_cast<PictureHandle>(unreadable.get())));
-    EXPECT_SAME_IMAGE(readPicture(host, picture), before);
-    for (REALobjectStruct* self : {static_cast<REALobjectStruct*>(nullptr), unreadable.get()})
-        host.assign("EmbeddedMaskQKZ", {self, false}, mask.get());
+    EXPECT_FALSE(set(false, unreadable.get()));
+    EXPECT_SAME_IMAGE(readPicture(host, picture), expected);
+    for (const Value& self : {Value(), Value(unreadable.get())})
+        host.assign("EmbeddedMaskQKZ", {self, false}, picture.get());
 }
 
 TEST(PictureMakers, RectanglesSurroundWhatTouchesAtSides) {
@@ -249,38 +231,28 @@ TEST(PictureMakers, TransformRefusesInOrder) {
     Plugin host;
     const OwnedPicture picture = makePicture(host, opaqueImage(1, 1, {0x102030}));
     const Owned<REALmemoryBlockStruct> block(host, host.newMemoryBlock(Bytes(256)));
-    for (int nil = 0; nil < 16; nil++) {  // a bit for each of picture, red, blue, green
-        Arguments arguments;
-        if (nil & 1)
-            arguments.push_back(nullptr);
-        else
-            arguments.push_back(picture.get());
-        for (const int bit : {2, 4, 8}) arguments.push_back(nil & bit ? Value() : Value(block.get()));
-        const char* expected = nil & 1   ? "picture is nil"
-                               : nil & 2 ? "red memoryblock is nil"
-                               : nil & 8 ? "green memoryblock is nil"
-                                         : "blue memoryblock is nil";
-        const Value result = host.call("TransformColorsQKZ", arguments);
-        const OwnedPicture owned(host, result.picture());
-        EXPECT_EQ(result.isNil(), nil != 0);
-        EXPECT_EQ(host.takeException(),
-                  nil ? std::optional(RaisedException{"NilObjectException", expected, 0}) : std::nullopt);
+    const Value self = picture.get(), table = block.get(), nil;
+    const std::pair<Arguments, const char*> cases[] = {
+        {{nil, nil, nil, nil}, "picture is nil"},
+        {{self, nil, nil, nil}, "red memoryblock is nil"},
+        {{self, table, nil, nil}, "green memoryblock is nil"},
+        {{self, table, nil, table}, "blue memoryblock is nil"}};
+    for (const auto& [arguments, message] : cases) {
+        EXPECT_TRUE(host.call("TransformColorsQKZ", arguments).isNil());
+        EXPECT_EQ(host.takeException(), (RaisedException{"NilObjectException", message, 0}));
     }
     // The channel picture is looked at before the picture.
     EXPECT_TRUE(host.call("ReplaceRedChannelQKZ", {nullptr, nullptr}).isNil());
     EXPECT_EQ(host.takeException(),
               (RaisedException{"NilObjectException", "The channel picture is nil.", 0}));
-    // Without a picture for the result; a destination that cannot be written is not touched.
-    const Arguments whole{picture.get(), block.get(), block.get(), block.get()};
-    host.failCall("newPicture", 1);
-    EXPECT_TRUE(host.call("TransformColorsQKZ", whole).isNil());
-    const OwnedPicture destination = makePicture(host, opaqueImage(2, 2, {1, 2, 3, 4}));
+    // A destination that cannot be written is not touched.
+    const Image four = opaqueImage(2, 2, {1, 2, 3, 4});
+    const OwnedPicture destination = makePicture(host, four);
     host.setKind(destination, 1);
-    Arguments refused = whole;
-    refused.push_back(destination.get());
-    const OwnedPicture result = pictureOf(host, "TransformColorsQKZ", refused);
+    const OwnedPicture result =
+        pictureOf(host, "TransformColorsQKZ", {self, table, table, table, destination.get()});
     EXPECT_SAME_IMAGE(readPicture(host, result), opaqueImage(1, 1, {0xFF000000}));
-    EXPECT_SAME_IMAGE(readPicture(host, destination), opaqueImage(2, 2, {1, 2, 3, 4}));
+    EXPECT_SAME_IMAGE(readPicture(host, destination), four);
 }
 
 }  // namespace

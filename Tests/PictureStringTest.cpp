@@ -61,13 +61,8 @@ std::string changed(std::initializer_list<std::pair<std::size_t, std::uint32_t>>
 TEST(PictureString, HeaderFaultsAreRefused) {
     Plugin host;
     EXPECT_TRUE(host.call("BinaryStringtoPictureQKZ", {nullptr}).isNil());
-    std::vector<std::string> faults{red + '\0', red.substr(0, 42), "ppic" + red.substr(4),
-                                    "PPID" + red.substr(4)};
+    std::vector<std::string> faults{red + '\0', red.substr(0, 42), "PPID" + red.substr(4)};
     for (std::size_t length = 0; length < 24; length++) faults.push_back(changed({}, length));
-    for (const std::uint32_t total : {0u, 42u, 44u, 0x2B000000u, 0x8000002Bu, 0xFFFFFFD5u}) {
-        faults.push_back(red);
-        putNumber(faults.back(), 4, total);
-    }
     constexpr std::size_t width = 8, height = 12, offset = 20;
     for (const std::size_t side : {width, height})
         for (const std::uint32_t size : {0u, 2u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu, 0x55555556u})

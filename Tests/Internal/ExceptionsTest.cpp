@@ -41,8 +41,6 @@ TEST(Exceptions, BecomeHostExceptions) {
         std::int64_t (*call)(std::int64_t);
         const char *className, *message;
     } cases[] = {
-        {called<throwPlain<std::bad_alloc>>, "OutOfMemoryException",
-         "Failed to allocate memory: std::bad_alloc"},
         {called<throwPlain<Described>>, "OutOfMemoryException", "Failed to allocate memory."},
         {called<throwPlain<std::bad_array_new_length>>, "OutOfMemoryException",
          "Failed to allocate memory: std::bad_array_new_length"},
@@ -53,11 +51,7 @@ TEST(Exceptions, BecomeHostExceptions) {
         {called<throwText<std::underflow_error>>, "OutOfBoundsException",
          "C++ reports underflow error: the text"},
         {called<throwText<std::length_error>>, "RuntimeException", "C++ Exception: the text"},
-        {called<throwText<std::invalid_argument>>, "RuntimeException", "C++ Exception: the text"},
-        {called<throwText<std::domain_error>>, "RuntimeException", "C++ Exception: the text"},
-        {called<throwText<std::logic_error>>, "RuntimeException", "C++ Exception: the text"},
         {called<throwText<std::runtime_error>>, "RuntimeException", "C++ Exception: the text"},
-        {called<throwPlain<std::bad_cast>>, "RuntimeException", "C++ Exception: std::bad_cast"},
         {called<throwPlain<std::exception>>, "RuntimeException", "C++ Exception: std::exception"},
         {called<throwPlain<Undescribed>>, "RuntimeException", "C++ Exception."},
         {called<throwNumber>, "RuntimeException", "Sorry, but there was an unnamed C++ Exception."},
@@ -67,6 +61,8 @@ TEST(Exceptions, BecomeHostExceptions) {
         EXPECT_EQ(c.call(7), 0);
         EXPECT_EQ(host.takeException(), (RaisedException{c.className, c.message, 0}));
     }
+    EXPECT_EQ(host.log([] { called<throwNumber>(); }), Lines{"Unnamed C++ Exception."});
+    EXPECT_TRUE(host.takeException());
     EXPECT_EQ(called<addOne>(), 8);
     REALpictureStruct* const picture = host.newPicture(1, 1);
     EXPECT_EQ(reinterpret_cast<PictureHandle (*)(PictureHandle)>(HostCall<throwPicture>())(picture), nullptr);
@@ -74,12 +70,6 @@ TEST(Exceptions, BecomeHostExceptions) {
     host.unlock(picture);
     reinterpret_cast<void (*)()>(HostCall<throwVoid>())();
     EXPECT_EQ(host.takeException()->message, "C++ Exception: long");
-}
-
-TEST(Exceptions, UnnamedOnesAreLogged) {
-    Plugin host;
-    EXPECT_EQ(host.log([] { called<throwNumber>(); }), (std::vector<std::string>{"Unnamed C++ Exception."}));
-    EXPECT_TRUE(host.takeException());
 }
 
 TEST(Exceptions, RaisingFallsBack) {
@@ -125,37 +115,28 @@ TEST(Exceptions, HostServicesMayThrow) {
 
 TEST(Log, Formats) {
     const auto pointer = reinterpret_cast<const void*>(0x1234);
-    const std::int64_t least = INT64_MIN;
-    testing::internal::CaptureStderr();
-    LogMessage("text");
-    LogMessage("four", std::int64_t{1}, std::int64_t{-2}, least, std::int64_t{4});
-    LogMessage("three", std::int64_t{1}, std::int64_t{2}, std::int64_t{3});
-    LogMessage("two", std::int64_t{1}, std::int64_t{2});
-    LogMessage("one", least);
-    LogMessage("i32", std::int32_t{-1});
-    LogMessage("u32", std::uint32_t{4294967295});
-    LogMessage("u64", std::uint64_t{18446744073709551615U});
-    LogMessage("double", 0.5);
-    LogMessage("pointers", pointer, pointer);
-    LogMessage("pointer", pointer);
-    LogMessage("string", "%d");
-    LogMessage("100%s");
-    LogMessageX("own %s", "format");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "QKZ Debug: text\n"
-              "QKZ Debug: four 1, -2, -9223372036854775808, 4\n"
-              "QKZ Debug: three 1, 2, 3\n"
-              "QKZ Debug: two 1, 2\n"
-              "QKZ Debug: one -9223372036854775808\n"
-              "QKZ Debug: i32 -1\n"
-              "QKZ Debug: u32 4294967295\n"
-              "QKZ Debug: u64 18446744073709551615\n"
-              "QKZ Debug: double 0.500000\n"
-              "QKZ Debug: pointers 0x1234, 0x1234\n"
-              "QKZ Debug: pointer 0x1234\n"
-              "QKZ Debug: string %d\n"
-              "QKZ Debug: 100%s\n"
-              "own format\n");
+    const std::int64_t one = 1, two = 2, three = 3, least = INT64_MIN;
+    Plugin host;
+    EXPECT_EQ(host.log([&] {
+        LogMessage("text");
+        LogMessage("four", one, -two, least, three);
+        LogMessage("three", one, two, three);
+        LogMessage("two", one, two);
+        LogMessage("one", least);
+        LogMessage("i32", std::int32_t{-1});
+        LogMessage("u32", std::uint32_t{4294967295});
+        LogMessage("u64", std::uint64_t{18446744073709551615U});
+        LogMessage("double", 0.5);
+        LogMessage("pointers", pointer, pointer);
+        LogMessage("pointer", pointer);
+        LogMessage("string", "%d");
+        LogMessage("100%s");
+        LogMessageX("QKZ Debug: own %s", "format");
+    }),
+              (Lines{"text", "four 1, -2, -9223372036854775808, 3", "three 1, 2, 3", "two 1, 2",
+                     "one -9223372036854775808", "i32 -1", "u32 4294967295", "u64 18446744073709551615",
+                     "double 0.500000", "pointers 0x1234, 0x1234", "pointer 0x1234", "string %d", "100%s",
+                     "own format"}));
     for (const std::size_t length : {4083U, 4084U, 4085U, 9000U}) {
         const std::string text(length, 'x');
         testing::internal::CaptureStderr();
