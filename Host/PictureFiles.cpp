@@ -1,7 +1,9 @@
 #include "PictureFiles.h"
 
+#include <fcntl.h>
 #include <png.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -9,7 +11,6 @@
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <system_error>
 
@@ -22,6 +23,7 @@ namespace {
 
 using std::filesystem::path;
 using Bytes = std::span<const std::uint8_t>;
+using Stream = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 [[noreturn]] void fail(const path& file, const std::string& reason) {
     throw std::runtime_error(file.string() + ": " + reason);
@@ -57,9 +59,22 @@ class Input {
 
  private:
     const path file_;
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> in_;
+    const Stream in_;
     std::vector<std::uint8_t> bytes_;
 };
+
+/// Null, with errno set, where the file cannot be opened.
+Stream openToWrite(const path& file, int flags, mode_t mode = 0) {
+    const int descriptor = open(file.c_str(), O_WRONLY | O_CLOEXEC | flags, mode);
+    return {descriptor < 0 ? nullptr : fdopen(descriptor, "wb"), &std::fclose};
+}
+
+/// Returns when all of it has arrived; on the disk, where there is one (a pipe, say, cannot be synchronised).
+void writeAndClose(Stream out, const path& file, const void* bytes, std::size_t count) {
+    const bool written = std::fwrite(bytes, 1, count, out.get()) == count && std::fflush(out.get()) == 0 &&
+                         (fsync(fileno(out.get())) == 0 || errno == EINVAL || errno == EROFS);
+    if (!written || std::fclose(out.release()) != 0) fail(file, systemError());
+}
 
 /// An image of the announced size, all zero, unless that is beyond the limits or the data, of which no fewer
 /// than `leastBytes` can hold so many pixels, is shorter.
@@ -175,10 +190,35 @@ auto readerOf(const path& file, Bytes bytes) {
 std::vector<std::uint8_t> readFile(const path& file, std::uint64_t most) { return Input(file).all(most); }
 
 void writeFile(const path& file, const void* bytes, std::size_t count) {
-    std::ofstream out(file, std::ios::binary);
-    out.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(count));
-    out.close();
+    Stream existing = openToWrite(file, 0);
+    if (!existing && (errno != ENOENT || !file.has_filename())) fail(file, systemError());
+    struct stat old {};
+    if (existing && fstat(fileno(existing.get()), &old) != 0) fail(file, systemError());
+    if (existing && !S_ISREG(old.st_mode)) return writeAndClose(std::move(existing), file, bytes, count);
+
+    path target = file;  // where the links lead, be there a file or not
+    while (std::filesystem::is_symlink(target))
+        target = target.parent_path() / std::filesystem::read_symlink(target);
+    path temporary;
+    Stream out(nullptr, &std::fclose);
+    for (int number = 0; !out && (number == 0 || errno == EEXIST); number++) {
+        temporary =
+            target.parent_path() / (".qkz-" + std::to_string(getpid()) + '-' + std::to_string(number));
+        out = openToWrite(temporary, O_CREAT | O_EXCL, existing ? old.st_mode & 0777 : 0666);
+    }
     if (!out) fail(file, systemError());
+    try {
+        if (existing) {
+            // Only root may give a file away; otherwise it becomes the user's own.
+            [[maybe_unused]] const int given = fchown(fileno(out.get()), old.st_uid, old.st_gid);
+            if (fchmod(fileno(out.get()), old.st_mode & 07777) != 0) fail(file, systemError());
+        }
+        writeAndClose(std::move(out), file, bytes, count);
+        if (std::rename(temporary.c_str(), target.c_str()) != 0) fail(file, systemError());
+    } catch (...) {
+        unlink(temporary.c_str());
+        throw;
+    }
 }
 
 Image readImage(const path& file, const Limits& limits) {
@@ -196,12 +236,19 @@ void writePng(const Image& image, const path& file) {
     png.version = PNG_IMAGE_VERSION;
     png.width = static_cast<png_uint_32>(image.width);
     png.height = static_cast<png_uint_32>(image.height);
-    png.format = image.alpha ? PNG_FORMAT_BGRA : PNG_FORMAT_BGR;
-    std::vector<std::uint8_t> bytes;
-    for (const std::uint32_t argb : image.argb)
-        for (int shift = 0; shift < (image.alpha ? 32 : 24); shift += 8)
-            bytes.push_back(static_cast<std::uint8_t>(argb >> shift));
-    if (!png_image_write_to_file(&png, file.c_str(), 0, bytes.data(), 0, nullptr)) fail(file, png.message);
+    png.format = PNG_FORMAT_BGRA;
+    const void* pixels = image.argb.data();
+    std::vector<std::uint8_t> bgr;
+    if (!image.alpha) {
+        png.format = PNG_FORMAT_BGR;
+        bgr.resize(image.argb.size() * 3);
+        for (std::size_t i = 0; i < image.argb.size(); i++) std::memcpy(&bgr[i * 3], &image.argb[i], 3);
+        pixels = bgr.data();
+    }
+    png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(png);  // the most that libpng may need
+    const auto bytes = std::make_unique_for_overwrite<std::uint8_t[]>(size);
+    if (!png_image_write_to_memory(&png, bytes.get(), &size, 0, pixels, 0, nullptr)) fail(file, png.message);
+    writeFile(file, bytes.get(), size);
 }
 
 }  // namespace qkzhost

@@ -38,6 +38,8 @@ void writePng(const Image&, const std::filesystem::path&);
 
 /// A whole file of at most `most` bytes.
 std::vector<std::uint8_t> readFile(const std::filesystem::path&, std::uint64_t most = 1 << 30);
+/// A regular file, also one that a symbolic link leads to, is replaced as a whole, with its mode kept, or
+/// stays as it was; anything else that exists, such as a pipe, is written straight into.
 void writeFile(const std::filesystem::path&, const void* bytes, std::size_t count);
 
 }  // namespace qkzhost

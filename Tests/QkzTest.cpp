@@ -1,8 +1,11 @@
 // The small real host by itself, and the command line on top of it.
 #include <gd.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -300,8 +303,8 @@ struct Outcome {
     std::string text;  // of both outputs
 };
 
-Outcome qkz(const std::string& arguments) {
-    FILE* pipe = popen(("\"" QKZ_BINARY "\" " + arguments + " 2>&1").c_str(), "r");
+Outcome qkz(const std::string& arguments, const std::string& before = "", const std::string& after = "2>&1") {
+    FILE* pipe = popen((before + "\"" QKZ_BINARY "\" " + arguments + ' ' + after).c_str(), "r");
     Outcome outcome{};
     for (int c; (c = std::fgetc(pipe)) != EOF;) outcome.text += static_cast<char>(c);
     const int status = pclose(pipe);
@@ -359,6 +362,52 @@ TEST_F(Qkz, KeepsAlphaAndReadsJpeg) {
     gdImageDestroy(image);
     EXPECT_EQ(qkz("info " + jpeg.string() + plugin + "--storage gd").text,
               "7 x 5 pixels, without alpha channel, GD, 72 x 72 dpi\n");
+}
+
+TEST_F(Qkz, ReplacesAFileWholeOrNotAtAll) {
+    const path link = folder / "link", dangling = folder / "dangling", made = folder / "made";
+    create_symlink(path("in.png"), link);
+    create_symlink(path("made"), dangling);
+    permissions(in, std::filesystem::perms(0604));
+    const auto old = readFile(in);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit full{0, before.rlim_max};
+    std::signal(SIGXFSZ, SIG_IGN);
+    for (const path& target : {in, link, dangling}) {
+        std::string reason;
+        setrlimit(RLIMIT_FSIZE, &full);
+        try {
+            writePng({1, 1, false, {0}}, target);
+        } catch (const std::runtime_error& error) {
+            reason = error.what();
+        }
+        setrlimit(RLIMIT_FSIZE, &before);
+        EXPECT_EQ(reason, target.string() + ": File too large");
+    }
+    EXPECT_EQ(readFile(in), old);
+    EXPECT_FALSE(exists(made));
+
+    const mode_t mask = umask(027);
+    for (const path& target : {link, dangling})
+        EXPECT_EQ(qkz("run " + in.string() + plugin + "InvertQKZ -o " + target.string()).status, 0);
+    umask(mask);
+    EXPECT_TRUE(is_symlink(link) && is_symlink(dangling));
+    EXPECT_EQ(readImage(in).argb[0], 0xFFFFFFFF);
+    EXPECT_EQ(readImage(made).argb, photo.argb);
+    EXPECT_EQ(status(in).permissions(), std::filesystem::perms(0604));
+    EXPECT_EQ(status(made).permissions(), std::filesystem::perms(0640));
+    const std::filesystem::directory_iterator all(folder);
+    EXPECT_EQ(std::distance(begin(all), end(all)), 4) << "something is left over";
+}
+
+TEST_F(Qkz, WritesIntoAPipe) {
+    const path fifo = folder / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::string reader = "timeout 20 cat " + fifo.string() + " >" + out.string() + " & ";
+    qkz("run " + in.string() + plugin + "InvertQKZ -o " + fifo.string(), reader, "2>&1; wait");
+    EXPECT_TRUE(is_fifo(fifo));
+    EXPECT_EQ(readImage(out).argb[0], 0xFFFFFFFF);
 }
 
 TEST_F(Qkz, RunsClassesGlobalMethodsAndAssignments) {
@@ -436,6 +485,8 @@ TEST_F(Qkz, TellsWhatIsWrong) {
         {"run " + (folder / "empty.png").string() + " InvertQKZ", "neither a PNG nor a JPEG file"},
         {"run " + file + " InvertQKZ -o " + (folder / "no/out.png").string(),
          "no/out.png: No such file or directory"},
+        {"run " + file + " InvertQKZ -o ''", "No such file or directory"},
+        {"run " + file + " 'CountColorsQKZ(nil, nil, nil, count > \"\")'", "has an empty file name"},
         {"run " + file + " InvertQKZ -o out.jpg", "pictures are written as PNG"},
         {"list --storage tape", "--storage"},
         {"list --fast", "--fast"}};

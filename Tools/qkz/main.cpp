@@ -467,7 +467,8 @@ int main(int argc, char** argv) {
                     "'InvertQKZ', 'InvertQKZ(10, 10, 200, 100)', 'MergePictureQKZ($, \"other.png\")', "
                     "'PictureSepiaQKZ(SepiaRed=40)', 'EmbeddedMaskQKZ(false) = \"mask.png\"'")
         ->required();
-    run->add_option("-o,--output", output, "where the picture (as PNG) or the last string goes");
+    const auto* outputOption =
+        run->add_option("-o,--output", output, "where the picture (as PNG) or the last string goes");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -499,10 +500,10 @@ int main(int argc, char** argv) {
         if (*info) session.info();
         for (const std::string& call : calls) {
             session.run(call);
-            if (session.hasString() && (output.empty() || &call != &calls.back()))
+            if (session.hasString() && (!*outputOption || &call != &calls.back()))
                 std::cout << session.stringHead() << '\n';
         }
-        if (!output.empty()) session.save(output);
+        if (*outputOption) session.save(output);
         return 0;
     } catch (const UsageError& error) {
         std::cerr << "qkz: " << error.what() << '\n';
