@@ -76,18 +76,16 @@ void writeAndClose(Stream out, const path& file, const void* bytes, std::size_t 
     if (!written || std::fclose(out.release()) != 0) fail(file, systemError());
 }
 
-/// An image of the announced size, all zero, unless that is beyond the limits or the data, of which no fewer
-/// than `leastBytes` can hold so many pixels, is shorter.
-Image announced(const path& file, Bytes bytes, std::uint64_t width, std::uint64_t height,
-                std::uint64_t leastBytes, const Limits& limits) {
-    if (width > 32767 || height > 32767) fail(file, "a side is longer than 32767 pixels");
+/// Throws when an announced size is beyond the limits, or beyond data that is `bytes` long: at least
+/// `leastBytes` are needed for so many pixels.
+void checkSize(const path& file, std::uint64_t width, std::uint64_t height, std::uint64_t leastBytes,
+               std::uint64_t bytes, const Limits& limits) {
+    if (width > Limits::side || height > Limits::side)
+        fail(file, "a side is longer than " + std::to_string(Limits::side) + " pixels");
     const std::string size = std::to_string(width) + " x " + std::to_string(height) + " pixels";
     if (width * height > limits.pixels)
         throw TooManyPixels(file.string() + ": " + size + " are more than " + std::to_string(limits.pixels));
-    if (bytes.size() < leastBytes) fail(file, "too short for " + size);
-    Image image{static_cast<int>(width), static_cast<int>(height), false, {}};
-    image.argb.resize(width * height);
-    return image;
+    if (bytes < leastBytes) fail(file, "too short for " + size);
 }
 
 // libpng's byte order BGRA is that of an ARGB word.
@@ -102,8 +100,10 @@ Image readPng(const path& file, Bytes bytes, const Limits& limits) {
     const std::uint64_t bits = bytes[24] * static_cast<std::uint64_t>(channels.at(bytes[25]));
     // Nothing is deflated to less than a 1032nd.
     const std::uint64_t leastBytes = std::uint64_t{png.width} * png.height * bits / 8 / 1032;
-    Image image = announced(file, bytes, png.width, png.height, leastBytes, limits);
-    image.alpha = (png.format & PNG_FORMAT_FLAG_ALPHA) != 0;
+    checkSize(file, png.width, png.height, leastBytes, bytes.size(), limits);
+    Image image{static_cast<int>(png.width), static_cast<int>(png.height),
+                (png.format & PNG_FORMAT_FLAG_ALPHA) != 0,
+                std::vector<std::uint32_t>(std::size_t{png.width} * png.height)};
     png.format = PNG_FORMAT_BGRA;
     png.flags |= PNG_IMAGE_FLAG_16BIT_sRGB;
     if (!png_image_finish_read(&png, nullptr, image.argb.data(), 0, nullptr)) fail(file, png.message);
@@ -157,8 +157,10 @@ Image readJpeg(const path& file, Bytes bytes, const Limits& limits) {
             blocks += std::uint64_t{jpeg.comp_info[i].width_in_blocks} * jpeg.comp_info[i].height_in_blocks;
     });
     // A Huffman code has at least a bit, and each block has one. Arithmetic codes have no such bound.
-    Image image =
-        announced(file, bytes, jpeg.image_width, jpeg.image_height, jpeg.arith_code ? 0 : blocks / 8, limits);
+    checkSize(file, jpeg.image_width, jpeg.image_height, jpeg.arith_code ? 0 : blocks / 8, bytes.size(),
+              limits);
+    Image image{static_cast<int>(jpeg.image_width), static_cast<int>(jpeg.image_height), false,
+                std::vector<std::uint32_t>(std::size_t{jpeg.image_width} * jpeg.image_height)};
     const bool cmyk = jpeg.jpeg_color_space == JCS_CMYK || jpeg.jpeg_color_space == JCS_YCCK;
     jpeg.out_color_space = cmyk ? JCS_CMYK : JCS_EXT_BGRA;
     attempt([&] {
@@ -229,6 +231,16 @@ Image readImage(const path& file, const Limits& limits) {
 
 Image readImage(const path& name, Bytes bytes, const Limits& limits) {
     return readerOf(name, bytes)(name, bytes, limits);
+}
+
+std::vector<std::uint8_t> readPacked(const path& file, const Limits& limits) {
+    Input in(file);
+    const Bytes header = in.first(16);
+    if (header.size() < 16 || std::memcmp(header.data(), "PPIC", 4) != 0) fail(file, "not a packed picture");
+    const auto number = [&](std::size_t at) { return std::uint64_t{png_get_uint_32(&header[at])}; };
+    const std::uint64_t length = number(4), width = number(8), height = number(12);
+    checkSize(file, width, height, width * height * 3, length, limits);
+    return in.all(std::min(length, limits.bytes()));
 }
 
 void writePng(const Image& image, const path& file) {

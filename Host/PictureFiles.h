@@ -15,8 +15,9 @@ struct Image {
     std::vector<std::uint32_t> argb;  // straight (not premultiplied), row by row
 };
 
-/// What a picture file may ask for. A side is never longer than 32767 pixels.
+/// What a picture file may ask for.
 struct Limits {
+    static constexpr std::uint64_t side = 32767, mostPixels = side * side;  // of any picture
     std::uint64_t pixels = 200'000'000;
     /// Of a file: what 16 bits of red, green, blue and alpha take, and as much again as metadata may.
     std::uint64_t bytes() const { return pixels * 8 + (64 << 20); }
@@ -33,6 +34,8 @@ struct TooManyPixels : std::runtime_error {
 Image readImage(const std::filesystem::path&, const Limits& = {});
 /// The same from memory; the name is for the errors.
 Image readImage(const std::filesystem::path& name, std::span<const std::uint8_t>, const Limits& = {});
+/// The bytes of a packed picture (PicturetoBinaryStringQKZ makes them); only the header is judged.
+std::vector<std::uint8_t> readPacked(const std::filesystem::path&, const Limits& = {});
 /// PNG, with an alpha channel when the image has alpha.
 void writePng(const Image&, const std::filesystem::path&);
 

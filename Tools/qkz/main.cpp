@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <iostream>
 #include <map>
+#include <new>
 #include <optional>
 #include <sstream>
 
@@ -32,6 +33,8 @@ template <class F>
 auto fromFile(F function) {
     try {
         return function();
+    } catch (const TooManyPixels& error) {
+        throw UsageError(error.what() + std::string("; --max-pixels allows more"));
     } catch (const std::runtime_error& error) {
         throw UsageError(error.what());
     }
@@ -87,11 +90,11 @@ std::string head(std::span<const std::uint8_t> bytes) {
 
 class Session {
  public:
-    explicit Session(Host& host) : host_(host), current_(host, nullptr) {}
+    Session(Host& host, const Limits& limits) : host_(host), limits_(limits), current_(host, nullptr) {}
 
     void open(const path& file) {
         if (file.extension() == ".ppic" && !host_.find("BinaryStringtoPictureQKZ").empty()) {
-            const auto bytes = fromFile([&] { return readFile(file); });
+            const auto bytes = fromFile([&] { return readPacked(file, limits_); });
             const Owned data(host_,
                              host_.newString({reinterpret_cast<const char*>(bytes.data()), bytes.size()},
                                              REALencodingUnknown));
@@ -154,7 +157,7 @@ class Session {
     };
 
     REALpictureStruct* readPicture(const path& file) const {
-        const Image image = fromFile([&] { return readImage(file); });
+        const Image image = fromFile([&] { return readImage(file, limits_); });
         REALpictureStruct* picture = host_.newPicture(image.width, image.height, image.alpha, image.argb);
         if (!picture) throw UsageError(file.string() + ": no picture of this size can be made");
         return picture;
@@ -384,6 +387,7 @@ class Session {
     }
 
     Host& host_;
+    const Limits limits_;
     Owned<REALpictureStruct> current_;
     std::optional<std::string> lastString_;  // the last call's result, when it was a string
 };
@@ -449,6 +453,7 @@ int main(int argc, char** argv) {
     std::string storageName = "cairo";
     double version = 0;
     bool debug = false;
+    Limits limits;
     path plugin = besideExecutable("libPictureQKZ.so"), file, output;
     std::vector<std::string> calls;
     app.add_option("--storage", storageName, "where pictures live; gd makes the host a console application")
@@ -456,6 +461,8 @@ int main(int argc, char** argv) {
     const auto* versionOption =
         app.add_option("--host-version", version, "the host's version (2024.0; with pixmaps 2016.0)")
             ->check(CLI::NonNegativeNumber);
+    app.add_option("--max-pixels", limits.pixels, "refuse files of larger pictures (200000000)")
+        ->check(CLI::Range(std::uint64_t{1}, Limits::mostPixels));
     app.add_flag("--debug", debug, "let the plug-in log to standard error");
     app.add_option("--plugin", plugin, "the plug-in; else libPictureQKZ.so beside qkz");
     app.add_subcommand("list", "prints everything that the plug-in registers");
@@ -495,7 +502,7 @@ int main(int argc, char** argv) {
             list(host);
             return 0;
         }
-        Session session(host);
+        Session session(host, limits);
         session.open(file);
         if (*info) session.info();
         for (const std::string& call : calls) {
@@ -508,6 +515,9 @@ int main(int argc, char** argv) {
     } catch (const UsageError& error) {
         std::cerr << "qkz: " << error.what() << '\n';
         return 2;
+    } catch (const std::bad_alloc&) {
+        std::cerr << "qkz: not enough memory\n";
+        return 1;
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
         return 1;
