@@ -1,8 +1,12 @@
 // The small real host by itself, and the command line on top of it.
 #include <gd.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 
 #include <csignal>
@@ -493,6 +497,36 @@ TEST_F(Qkz, WritesIntoAPipe) {
     qkz("run " + in.string() + plugin + "InvertQKZ -o " + fifo.string(), reader, "2>&1; wait");
     EXPECT_TRUE(is_fifo(fifo));
     EXPECT_EQ(readImage(out).argb[0], 0xFFFFFFFF);
+}
+
+TEST_F(Qkz, TellsWhenStandardOutputIsFull) {
+    const path log = folder / "log";
+    std::ofstream(log).close();
+    std::filesystem::resize_file(log, 32 << 20);  // the limit, which leaves room for a copy of the plug-in
+    for (const std::string& arguments : {std::string("list"), std::string("--help"), "info " + in.string()}) {
+        const Outcome full =
+            qkz(arguments + plugin, "trap '' XFSZ; ulimit -f 65536; ", "2>&1 >>" + log.string());
+        EXPECT_EQ(full.text, "qkz: standard output: File too large\n") << arguments;
+        EXPECT_EQ(full.status, 1) << arguments;
+    }
+}
+
+TEST_F(Qkz, ManagesWithoutProc) {
+    const auto run = [](const std::string& arguments) {
+        sock_filter rules[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                               BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_readlink, 0, 1),
+                               BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOENT),
+                               BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+        const sock_fprog noLinks{std::size(rules), rules};
+        prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+        if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &noLinks) != 0) std::_Exit(99);
+        const Outcome outcome = qkz(arguments);
+        std::fputs(outcome.text.c_str(), stderr);
+        std::_Exit(outcome.status);
+    };
+    EXPECT_EXIT(run("--help"), testing::ExitedWithCode(0), "Usage: qkz");
+    EXPECT_EXIT(run("list"), testing::ExitedWithCode(2), "qkz: .*say with --plugin");
+    EXPECT_EXIT(run("list" + plugin), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(Qkz, RunsClassesGlobalMethodsAndAssignments) {
