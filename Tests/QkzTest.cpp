@@ -1,11 +1,21 @@
 // The small real host by itself, and the command line on top of it.
 #include <gd.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 
+#include <csignal>
 #include <cstdio>
 #include <fstream>
+#include <random>
 #include <sstream>
+
+#include <jpeglib.h>  // wants the size_t and FILE of the headers above
 
 #include "Encoding.h"
 #include "Host.h"
@@ -300,13 +310,40 @@ struct Outcome {
     std::string text;  // of both outputs
 };
 
-Outcome qkz(const std::string& arguments) {
-    FILE* pipe = popen(("\"" QKZ_BINARY "\" " + arguments + " 2>&1").c_str(), "r");
+Outcome qkz(const std::string& arguments, const std::string& before = "", const std::string& after = "2>&1") {
+    FILE* pipe = popen((before + "\"" QKZ_BINARY "\" " + arguments + ' ' + after).c_str(), "r");
     Outcome outcome{};
     for (int c; (c = std::fgetc(pipe)) != EOF;) outcome.text += static_cast<char>(c);
     const int status = pclose(pipe);
     outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return outcome;
+}
+
+/// A JPEG file of noise, 64 x 48 pixels.
+std::string jpegFile(J_COLOR_SPACE space, bool adobeMarker, bool progressive) {
+    jpeg_compress_struct jpeg{};
+    jpeg_error_mgr errors;
+    jpeg.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&jpeg);
+    std::uint8_t* made = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&jpeg, &made, &size);
+    jpeg.image_width = 64;
+    jpeg.image_height = 48;
+    jpeg.in_color_space = space;
+    jpeg.input_components = space == JCS_CMYK ? 4 : 3;
+    jpeg_set_defaults(&jpeg);
+    jpeg.write_Adobe_marker = adobeMarker;
+    if (progressive) jpeg_simple_progression(&jpeg);
+    jpeg_start_compress(&jpeg, TRUE);
+    std::mt19937 random;
+    for (JSAMPLE row[256], *rows[] = {row}; jpeg.next_scanline < 48; jpeg_write_scanlines(&jpeg, rows, 1))
+        for (JSAMPLE& sample : row) sample = static_cast<JSAMPLE>(random());
+    jpeg_finish_compress(&jpeg);
+    jpeg_destroy_compress(&jpeg);
+    const std::string result(reinterpret_cast<char*>(made), size);
+    std::free(made);
+    return result;
 }
 
 class Qkz : public testing::Test {
@@ -318,6 +355,14 @@ class Qkz : public testing::Test {
         writePng(photo, in);
     }
     void TearDown() override { std::filesystem::remove_all(folder); }
+
+    /// A command that ends with the status and tells the text.
+    void fails(const std::string& arguments, const std::string& text, int status = 2,
+               const std::string& before = "") const {
+        const Outcome outcome = qkz(arguments + plugin, before);
+        EXPECT_EQ(outcome.status, status) << arguments;
+        EXPECT_NE(outcome.text.find(text), std::string::npos) << arguments << '\n' << outcome.text;
+    }
 
     const path folder = path(testing::TempDir()) / ("qkz" + std::to_string(getpid()));
     const path in = folder / "in.png", out = folder / "out.png";
@@ -340,7 +385,7 @@ TEST_F(Qkz, RunsCallsOneAfterTheOther) {
     }
 }
 
-TEST_F(Qkz, KeepsAlphaAndReadsJpeg) {
+TEST_F(Qkz, KeepsAlpha) {
     photo.alpha = true;
     photo.argb[0] = 0x80FF4000;
     writePng(photo, in);
@@ -350,15 +395,138 @@ TEST_F(Qkz, KeepsAlphaAndReadsJpeg) {
     EXPECT_EQ(readImage(out).argb[5], photo.argb[5]);
     EXPECT_EQ(qkz("info " + in.string() + plugin).text,
               "4 x 3 pixels, with alpha channel, Cairo, 72 x 72 dpi\n");
+}
 
-    const path jpeg = folder / "in.jpg";
-    const gdImagePtr image = gdImageCreateTrueColor(7, 5);
-    FILE* file = std::fopen(jpeg.c_str(), "wb");
-    gdImageJpeg(image, file, 90);
-    std::fclose(file);
-    gdImageDestroy(image);
-    EXPECT_EQ(qkz("info " + jpeg.string() + plugin + "--storage gd").text,
-              "7 x 5 pixels, without alpha channel, GD, 72 x 72 dpi\n");
+TEST_F(Qkz, ReadsJpegAsGdDoes) {
+    for (const unsigned kind : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u}) {
+        std::string file = jpegFile(kind & 4 ? JCS_CMYK : JCS_RGB, kind & 2, kind & 1);
+        const auto read = [&](std::size_t size) {
+            return readImage("a.jpg", {reinterpret_cast<const std::uint8_t*>(file.data()), size}).argb;
+        };
+        const gdImagePtr gd = gdImageCreateFromJpegPtr(static_cast<int>(file.size()), file.data());
+        std::vector<std::uint32_t> expected;
+        for (int i = 0; i < 64 * 48; i++)
+            expected.push_back(0xFF000000u | static_cast<std::uint32_t>(gd->tpixels[i / 64][i % 64]));
+        gdImageDestroy(gd);
+        EXPECT_EQ(read(file.size()), expected) << kind;
+        EXPECT_THROW(read(file.size() / 2), std::runtime_error) << kind;
+        file.insert(file.size() - 2, "stray");  // some cameras do
+        EXPECT_EQ(read(file.size()), expected) << kind;
+    }
+}
+
+TEST_F(Qkz, RefusesSizesThatTheDataCannotHold) {
+    using namespace std::string_literals;
+#ifdef QKZ_SANITIZED
+    const std::string littleMemory;  // the sanitizers' own counts, too
+#else
+    const std::string littleMemory = "ulimit -v 400000; ";
+#endif
+    const auto png = [](const std::string& header) {
+        return "\x89PNG\r\n\x1a\n\0\0\0\rIHDR"s + header + "\0\0\0\x08IDAT12345678"s;
+    };
+    std::string jpeg = jpegFile(JCS_RGB, false, false);
+    jpeg.replace(jpeg.find("\xFF\xC0") + 5, 4, "\x17\x70\x75\x30");
+    const std::string tooShort = "too short for 30000 x 6000 pixels";
+    const auto refuses = [&](const char* name, const std::string& bytes, const std::string& text,
+                             const std::string& options = "") {
+        writeFile(folder / name, bytes.data(), bytes.size());
+        fails("info " + (folder / name).string() + options, text, 2, littleMemory);
+    };
+    refuses("a.png", png("\0\0\x75\x30\0\0\x17\x70\x08\2\0\0\0\xfa\x34\x38\x4d"s), tooShort);
+    refuses("a.jpg", jpeg, tooShort);
+    refuses("a.ppic", "PPIC\0\0\0\x28\0\0\x75\x30\0\0\x17\x70"s, tooShort);
+    refuses("a.png", png("\0\0\x80\0\0\0\0\1\x08\0\0\0\0\xa2\x5d\xc5\xf4"s), "longer than 32767 pixels");
+    const std::string large = png("\0\0\x4e\x20\0\0\x27\x11\1\0\0\0\0\x1a\x03\xa6\xaa"s);
+    refuses("a.png", large, "20000 x 10001 pixels are more than 200000000; --max-pixels allows more");
+    refuses("a.png", large, "too short for 20000 x 10001 pixels", " --max-pixels 200020000");
+}
+
+TEST_F(Qkz, ReadsNoFurtherThanItMust) {
+    for (const auto& [name, start, reason] : {std::tuple{"a.ppic", path(), "not a packed picture"},
+                                              {"a.png", path(), "neither a PNG nor a JPEG"},
+                                              {"b.png", in, "longer than 67108960 bytes"}}) {
+        const std::string fifo = (folder / name).string();
+        ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+        fails("info --max-pixels 12 " + fifo, reason, 2,
+              "yes | head -c 99999999 | cat " + start.string() + " - >" + fifo + " & ");
+    }
+}
+
+TEST_F(Qkz, ReplacesAFileWholeOrNotAtAll) {
+    const path link = folder / "link", dangling = folder / "dangling", made = folder / "made";
+    create_symlink(path("in.png"), link);
+    create_symlink(path("made"), dangling);
+    permissions(in, std::filesystem::perms(0604));
+    const auto old = readFile(in);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit full{0, before.rlim_max};
+    std::signal(SIGXFSZ, SIG_IGN);
+    for (const path& target : {in, link, dangling}) {
+        std::string reason;
+        setrlimit(RLIMIT_FSIZE, &full);
+        try {
+            writePng({1, 1, false, {0}}, target);
+        } catch (const std::runtime_error& error) {
+            reason = error.what();
+        }
+        setrlimit(RLIMIT_FSIZE, &before);
+        EXPECT_EQ(reason, target.string() + ": File too large");
+    }
+    EXPECT_EQ(readFile(in), old);
+    EXPECT_FALSE(exists(made));
+
+    const mode_t mask = umask(027);
+    for (const path& target : {link, dangling})
+        EXPECT_EQ(qkz("run " + in.string() + plugin + "InvertQKZ -o " + target.string()).status, 0);
+    umask(mask);
+    EXPECT_TRUE(is_symlink(link) && is_symlink(dangling));
+    EXPECT_EQ(readImage(in).argb[0], 0xFFFFFFFF);
+    EXPECT_EQ(readImage(made).argb, photo.argb);
+    EXPECT_EQ(status(in).permissions(), std::filesystem::perms(0604));
+    EXPECT_EQ(status(made).permissions(), std::filesystem::perms(0640));
+    const std::filesystem::directory_iterator all(folder);
+    EXPECT_EQ(std::distance(begin(all), end(all)), 4) << "something is left over";
+}
+
+TEST_F(Qkz, WritesIntoAPipe) {
+    const path fifo = folder / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::string reader = "timeout 20 cat " + fifo.string() + " >" + out.string() + " & ";
+    qkz("run " + in.string() + plugin + "InvertQKZ -o " + fifo.string(), reader, "2>&1; wait");
+    EXPECT_TRUE(is_fifo(fifo));
+    EXPECT_EQ(readImage(out).argb[0], 0xFFFFFFFF);
+}
+
+TEST_F(Qkz, TellsWhenStandardOutputIsFull) {
+    const path log = folder / "log";
+    std::ofstream(log).close();
+    std::filesystem::resize_file(log, 32 << 20);  // the limit, which leaves room for a copy of the plug-in
+    for (const std::string& arguments : {std::string("list"), std::string("--help"), "info " + in.string()}) {
+        const Outcome full =
+            qkz(arguments + plugin, "trap '' XFSZ; ulimit -f 65536; ", "2>&1 >>" + log.string());
+        EXPECT_EQ(full.text, "qkz: standard output: File too large\n") << arguments;
+        EXPECT_EQ(full.status, 1) << arguments;
+    }
+}
+
+TEST_F(Qkz, ManagesWithoutProc) {
+    const auto run = [](const std::string& arguments) {
+        sock_filter rules[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                               BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_readlink, 0, 1),
+                               BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOENT),
+                               BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+        const sock_fprog noLinks{std::size(rules), rules};
+        prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+        if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &noLinks) != 0) std::_Exit(99);
+        const Outcome outcome = qkz(arguments);
+        std::fputs(outcome.text.c_str(), stderr);
+        std::_Exit(outcome.status);
+    };
+    EXPECT_EXIT(run("--help"), testing::ExitedWithCode(0), "Usage: qkz");
+    EXPECT_EXIT(run("list"), testing::ExitedWithCode(2), "qkz: .*say with --plugin");
+    EXPECT_EXIT(run("list" + plugin), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(Qkz, RunsClassesGlobalMethodsAndAssignments) {
@@ -387,10 +555,8 @@ TEST_F(Qkz, RunsClassesGlobalMethodsAndAssignments) {
         EXPECT_EQ(readImage(out).argb[0], c.first) << c.call;
         EXPECT_EQ(readImage(out).argb[1], c.second) << c.call;
     }
-    const Outcome failed = qkz("run " + in.string() + plugin + "'PictureSepiaQKZ(SepiaBlu=1)'");
-    EXPECT_EQ(failed.status, 2);
-    EXPECT_EQ(failed.text,
-              "qkz: PictureSepiaQKZ has no property SepiaBlu; the nearest: SepiaBlue, SepiaRed\n");
+    fails("run " + in.string() + " 'PictureSepiaQKZ(SepiaBlu=1)'",
+          "qkz: PictureSepiaQKZ has no property SepiaBlu; the nearest: SepiaBlue, SepiaRed\n");
 }
 
 TEST_F(Qkz, ListsWhatTheHostGets) {
@@ -408,20 +574,17 @@ TEST_F(Qkz, ListsWhatTheHostGets) {
 }
 
 TEST_F(Qkz, SwitchesTheLogOn) {
-    const std::string info = "info " + in.string() + plugin + "--debug --host-version ";
-    EXPECT_EQ(qkz(info + "2024").status, 0);
-    const Outcome none = qkz(info + "2012");
-    EXPECT_EQ(none.status, 2);
-    EXPECT_EQ(none.text, "qkz: --debug: on host version 2012 no Debugging property is registered\n");
+    const std::string info = "info " + in.string() + " --debug --host-version ";
+    EXPECT_EQ(qkz(info + "2024" + plugin).status, 0);
+    fails(info + "2012", "qkz: --debug: on host version 2012 no Debugging property is registered\n");
 }
 
 TEST_F(Qkz, TellsWhatIsWrong) {
     std::ofstream(folder / "empty.png").put('x');
-    const std::string file = in.string();
-    const struct {
-        std::string arguments, text;
-        int status = 2;
-    } cases[] = {
+    const std::string file = in.string(), half = (folder / "half.png").string();
+    std::filesystem::copy_file(in, half);
+    std::filesystem::resize_file(half, file_size(in) - 30);
+    const std::pair<std::string, std::string> cases[] = {
         {"run " + file + " InverQKZ", "there is no method InverQKZ; the nearest: InvertQKZ"},
         {"run " + file + " 'InvertQKZ(1, x, 2, 3)'",
          "InvertQKZ: the argument for top (integer) is not a whole number: x"},
@@ -432,27 +595,25 @@ TEST_F(Qkz, TellsWhatIsWrong) {
         {"run " + file + " 'InvertQKZ = \"a.png\"'", "InvertQKZ cannot be assigned to"},
         {"run " + file, "CALL is required"},
         {"run " + (folder / "no.png").string() + " InvertQKZ", "no.png: No such file or directory"},
-        {"run " + folder.string() + " InvertQKZ", "is a folder"},
+        {"run " + folder.string() + " InvertQKZ", "Is a directory"},
         {"run " + (folder / "empty.png").string() + " InvertQKZ", "neither a PNG nor a JPEG file"},
         {"run " + file + " InvertQKZ -o " + (folder / "no/out.png").string(),
          "no/out.png: No such file or directory"},
+        {"info " + half, "half.png: "},
+        {"info --max-pixels 11 " + file, "4 x 3 pixels are more than 11; --max-pixels allows more"},
+        {"run " + file + " InvertQKZ -o ''", "No such file or directory"},
+        {"run " + file + " 'CountColorsQKZ(nil, nil, nil, count > \"\")'", "has an empty file name"},
         {"run " + file + " InvertQKZ -o out.jpg", "pictures are written as PNG"},
         {"list --storage tape", "--storage"},
         {"list --fast", "--fast"}};
-    for (const auto& c : cases) {
-        const Outcome outcome = qkz(c.arguments + plugin);
-        EXPECT_EQ(outcome.status, c.status) << c.arguments;
-        EXPECT_NE(outcome.text.find(c.text), std::string::npos) << c.arguments << '\n' << outcome.text;
-    }
+    for (const auto& [arguments, text] : cases) fails(arguments, text);
     EXPECT_EQ(qkz("list --plugin " + file).status, 2) << "no library";
     EXPECT_EQ(qkz("--help").status, 0);
 }
 
 TEST_F(Qkz, PrintsARaisedException) {
-    const Outcome outcome =
-        qkz("run " + in.string() + plugin + "'SaveImageAtPathToSavedPhotosAlbum(\"text:a\", nil)'");
-    EXPECT_EQ(outcome.text, "PlatformNotSupportedException: iOS only\n");
-    EXPECT_EQ(outcome.status, 1);
+    fails("run " + in.string() + " 'SaveImageAtPathToSavedPhotosAlbum(\"text:a\", nil)'",
+          "PlatformNotSupportedException: iOS only\n", 1);
 }
 
 }  // namespace

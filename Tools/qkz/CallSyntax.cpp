@@ -78,7 +78,9 @@ class Reader {
         result.quoted = take('"');
         result.text = result.quoted ? quoted() : bare(",)>");
         if (!result.quoted && result.text.empty()) fail("has an empty argument");
-        if (take('>')) result.file = take('"') ? quoted() : bare(",)");
+        if (!take('>')) return result;
+        result.file = take('"') ? quoted() : bare(",)");
+        if (result.file.empty()) fail("has an empty file name");
         return result;
     }
     WrittenArgument argument() {
