@@ -156,9 +156,9 @@ Image readJpeg(const path& file, Bytes bytes, const Limits& limits) {
         for (int i = 0; i < jpeg.num_components; i++)
             blocks += std::uint64_t{jpeg.comp_info[i].width_in_blocks} * jpeg.comp_info[i].height_in_blocks;
     });
-    // A Huffman code has at least a bit, and each block has one. Arithmetic codes have no such bound.
-    checkSize(file, jpeg.image_width, jpeg.image_height, jpeg.arith_code ? 0 : blocks / 8, bytes.size(),
-              limits);
+    // A Huffman code has at least a bit, and each block has one. Arithmetic codes may be shorter, but only
+    // where there is next to nothing to see.
+    checkSize(file, jpeg.image_width, jpeg.image_height, blocks / 8, bytes.size(), limits);
     Image image{static_cast<int>(jpeg.image_width), static_cast<int>(jpeg.image_height), false,
                 std::vector<std::uint32_t>(std::size_t{jpeg.image_width} * jpeg.image_height)};
     const bool cmyk = jpeg.jpeg_color_space == JCS_CMYK || jpeg.jpeg_color_space == JCS_YCCK;

@@ -426,7 +426,8 @@ TEST_F(Qkz, RefusesSizesThatTheDataCannotHold) {
         return "\x89PNG\r\n\x1a\n\0\0\0\rIHDR"s + header + "\0\0\0\x08IDAT12345678"s;
     };
     std::string jpeg = jpegFile(JCS_RGB, false, false);
-    jpeg.replace(jpeg.find("\xFF\xC0") + 5, 4, "\x17\x70\x75\x30");
+    const std::size_t frame = jpeg.find("\xFF\xC0");
+    jpeg.replace(frame + 5, 4, "\x17\x70\x75\x30");
     const std::string tooShort = "too short for 30000 x 6000 pixels";
     const auto refuses = [&](const char* name, const std::string& bytes, const std::string& text,
                              const std::string& options = "") {
@@ -435,6 +436,7 @@ TEST_F(Qkz, RefusesSizesThatTheDataCannotHold) {
     };
     refuses("a.png", png("\0\0\x75\x30\0\0\x17\x70\x08\2\0\0\0\xfa\x34\x38\x4d"s), tooShort);
     refuses("a.jpg", jpeg, tooShort);
+    refuses("a.jpg", jpeg.replace(frame, 2, "\xFF\xC9"), tooShort);  // arithmetic codes
     refuses("a.ppic", "PPIC\0\0\0\x28\0\0\x75\x30\0\0\x17\x70"s, tooShort);
     refuses("a.png", png("\0\0\x80\0\0\0\0\1\x08\0\0\0\0\xa2\x5d\xc5\xf4"s), "longer than 32767 pixels");
     const std::string large = png("\0\0\x4e\x20\0\0\x27\x11\1\0\0\0\0\x1a\x03\xa6\xaa"s);
