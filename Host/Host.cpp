@@ -43,7 +43,9 @@ void Host::load(const std::filesystem::path& file) {
     {
         const Copy copy;
         if (copy.descriptor < 0) throw std::runtime_error("no temporary file can be made");
-        std::filesystem::copy_file(file, copy.name, std::filesystem::copy_options::overwrite_existing);
+        std::error_code error;
+        std::filesystem::copy_file(file, copy.name, std::filesystem::copy_options::overwrite_existing, error);
+        if (error) throw std::runtime_error(file.string() + ": " + error.message());
         void* const library = dlopen(copy.name.c_str(), RTLD_NOW | RTLD_LOCAL);
         if (!library) {
             std::string reason = dlerror();
@@ -87,7 +89,7 @@ bool Host::enter(Fault& state) {
             pendingByFault_ = true;
             break;
         case Failure::throwsError:
-            throw std::runtime_error("a service fails");
+            throw InjectedError("a service fails");
         case Failure::throwsNumber:
             throw 1;
     }

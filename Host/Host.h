@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -53,8 +54,11 @@ struct RaisedException {
 std::ostream& operator<<(std::ostream&, const RaisedException&);
 
 /// What a call that is made to fail does besides giving the neutral result: nothing, raising a host
-/// exception, or throwing std::runtime_error or an int into the plug-in.
+/// exception, or throwing an InjectedError or an int into the plug-in.
 enum class Failure { neutral, raises, throwsError, throwsNumber };
+struct InjectedError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 
 /// A function that can be called: a method of a module, class or extension, or a global one.
 struct Method {

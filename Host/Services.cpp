@@ -40,6 +40,8 @@ struct Services {
             if (std::exchange(knownHost, host.number_) != host.number_) state = &host.fault(name.text);
             if (host.enter(*state)) try {
                     return service(host, arguments...);
+                } catch (const InjectedError&) {
+                    throw;
                 } catch (const std::bad_alloc&) {
                     host.raise("OutOfMemoryException", name.text);
                 } catch (const std::exception& error) {

@@ -1,4 +1,7 @@
 // A host whose services throw or raise in the middle of a call, as the loaded file meets it.
+#include <unwind.h>
+
+#include <cstdlib>
 #include <exception>
 
 #include "Support.h"
@@ -29,6 +32,28 @@ TEST(MisbehavingHost, WhatAServiceThrowsBecomesAHostException) {
             EXPECT_EQ(std::uncaught_exceptions(), 0);
             EXPECT_EQ(host.descriptionLocks(picture), 0);
         }
+}
+
+/// As the runtime of another language or compiler does.
+[[noreturn]] void throwForeign() {
+    static _Unwind_Exception exception{};
+    exception.exception_class = 0x434C4E47432B2B00;  // "CLNGC++"
+    _Unwind_RaiseException(&exception);
+    std::abort();
+}
+
+TEST(MisbehavingHost, WhatAnotherRuntimeThrowsBecomesAHostException) {
+    for (const char* failing : {"REALBuildStringWithEncoding", "REALSetPropValueString", ""}) {
+        SCOPED_TRACE(failing);
+        Plugin host;
+        const OwnedPicture picture(host, host.newPicture(3, 2));
+        host.answerLock = [](PictureHandle, auto&, bool) -> bool { throwForeign(); };
+        host.failCall(failing, 1, Failure::throwsError);  // while it is told
+        EXPECT_TRUE(host.call("InvertQKZ", {picture.get()}).isNil());
+        const auto raised = host.takeException();
+        EXPECT_EQ(raised.has_value(), std::string(failing) != "REALSetPropValueString");
+        EXPECT_EQ(std::uncaught_exceptions(), 0);
+    }
 }
 
 TEST(MisbehavingHost, ThrowingInRegistrationLosesOnlyThatOne) {

@@ -9,6 +9,14 @@
 #include "rbDebug.h"
 #include "rbFreeLater.h"
 
+namespace {
+
+REALstringStruct* built(const char* text, std::uint32_t encoding) {
+    return REALBuildStringWithEncoding(text, static_cast<std::int32_t>(std::strlen(text)), encoding);
+}
+
+}  // namespace
+
 void RaiseException(const char* className, REALstringStruct* message, std::int64_t errorNumber) {
     REALobjectStruct* exception = REALnewInstance(className);
     if (!exception) exception = REALnewInstance("RuntimeException");
@@ -30,9 +38,9 @@ void RaiseException(const char* className, const char* message, std::uint32_t en
     RaiseException(className, message, encoding, 0);
 }
 
-void RaiseException(const std::exception& exception) {
+void CaughtException::Describe(const std::exception& exception) noexcept {
+    unnamed = false;
     const char* text = "C++ Exception";
-    const char* className = "RuntimeException";
     // Overflow and underflow deliberately share the out-of-bounds class, and out_of_range the range text.
     if (dynamic_cast<const std::bad_alloc*>(&exception)) {
         text = "Failed to allocate memory";
@@ -49,36 +57,29 @@ void RaiseException(const std::exception& exception) {
         className = "OutOfBoundsException";
     }
     const char* const description = exception.what();
-    char message[1000];  // no memory is asked for: it may just have run out
     if (description && *description) {
         std::snprintf(message, sizeof message, "%s: %s", text, description);
     } else {
         std::snprintf(message, sizeof message, "%s.", text);
     }
-    RaiseException(className, message);
 }
 
-void RaiseCurrentException() noexcept {
-    static thread_local bool raising = false;
-    if (raising) return;
-    raising = true;
-    try {
-        try {
-            throw;
-        } catch (const std::exception& exception) {
-            RaiseException(exception);
-        } catch (...) {
-            LogWhenDebugging("Unnamed C++ Exception.");
-            RaiseException("RuntimeException", "Sorry, but there was an unnamed C++ Exception.");
-        }
-    } catch (...) {
-        // The host itself failed: nothing is left to tell it with.
-    }
-    raising = false;
+void RaiseCaught(const CaughtException& caught) noexcept {
+    if (caught.Unnamed()) LogWhenDebugging("Unnamed C++ Exception.");
+    REALstringStruct* message = nullptr;
+    const rbFreeLater guard(message);
+    Quietly([&] { message = built(caught.Message(), REALencodingUTF8); });
+    Quietly([&] { RaiseException(caught.ClassName(), message, 0); });
+}
+
+void LogCaught(const CaughtException& caught) noexcept { LogWhenDebugging(caught.Message()); }
+
+void RaiseException(const std::exception& exception) {
+    CaughtException caught;
+    caught.Describe(exception);
+    RaiseException(caught.ClassName(), caught.Message());
 }
 
 REALstringStruct* CString2RB(const char* text, std::uint32_t encoding) {
-    return CatchIntoHost([&] {
-        return REALBuildStringWithEncoding(text, static_cast<std::int32_t>(std::strlen(text)), encoding);
-    });
+    return CatchIntoHost([=] { return built(text, encoding); });
 }

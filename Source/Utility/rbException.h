@@ -2,9 +2,9 @@
 #pragma once
 
 #include <exception>
-#include <utility>
 
 #include "HostTypes.h"
+#include "Uncaught.h"
 
 /// Raises a host exception of the named class, or a "RuntimeException" where the host does not know it.
 /// `message` may be null. Nothing is raised when neither can be created.
@@ -15,25 +15,59 @@ void RaiseException(const char* className, const char* message, std::uint32_t en
 /// The form that the plug-in uses throughout: error number 0.
 void RaiseException(const char* className, const char* message, std::uint32_t encoding = 1536);
 
+/// What was caught, in the host's terms: unnamed unless it is described.
+class CaughtException {
+ public:
+    void Describe(const std::exception& exception) noexcept;
+
+    bool Unnamed() const { return unnamed; }
+    const char* ClassName() const { return className; }
+    const char* Message() const {
+        return unnamed ? "Sorry, but there was an unnamed C++ Exception." : message;
+    }
+
+ private:
+    bool unnamed = true;
+    const char* className = "RuntimeException";
+    char message[1000];  // no memory is asked for: it may just have run out
+};
+
+/// Raises the host exception that stands for what was caught. What is thrown meanwhile is dropped.
+void RaiseCaught(const CaughtException& caught) noexcept;
+/// Tells it in the debug log, while that is on.
+void LogCaught(const CaughtException& caught) noexcept;
 /// Raises the host exception that stands for a C++ exception.
 void RaiseException(const std::exception& exception);
-/// Raises the host exception for the C++ exception being handled, of whatever type. To be called from a
-/// catch block. An exception that arises while one is being raised is dropped.
-void RaiseCurrentException() noexcept;
+
+/// Calls `function`; whatever it throws is told by `tell`, and the result is then the neutral one. It is told
+/// when the handler has been left: a second exception inside one ends the process where another C++ runtime
+/// threw the first.
+template <void (*tell)(const CaughtException&) noexcept, class Function>
+auto Guarded(Function&& function) noexcept -> decltype(function()) {
+    CaughtException caught;
+    try {
+        return function();
+    } catch (const std::exception& exception) {
+        caught.Describe(exception);
+    } catch (...) {  // unnamed
+    }
+    tell(caught);
+    return decltype(function())();
+}
+
+/// For calls that the host makes.
+template <class Function>
+auto CatchIntoHost(Function&& function) noexcept {
+    return Guarded<RaiseCaught>(function);
+}
+/// For releases, which go on whatever happens.
+template <class Function>
+void Quietly(Function&& function) noexcept {
+    Guarded<LogCaught>(function);
+}
 
 /// A new host string of a zero-terminated text in the given encoding; null when the host cannot build it.
 REALstringStruct* CString2RB(const char* text, std::uint32_t encoding);
-
-/// Calls `function`; whatever it throws becomes a host exception, and the result is then the neutral one.
-template <class Function>
-auto CatchIntoHost(Function&& function) noexcept -> decltype(function()) {
-    try {
-        return function();
-    } catch (...) {
-        RaiseCurrentException();
-    }
-    return decltype(function())();
-}
 
 template <auto Function>
 struct HostCallThunk;
@@ -41,6 +75,7 @@ struct HostCallThunk;
 template <class Result, class... Arguments, Result (*Function)(Arguments...)>
 struct HostCallThunk<Function> {
     static Result call(Arguments... arguments) noexcept {
+        const KeepUncaught keep;
         return CatchIntoHost([&] { return Function(arguments...); });
     }
 };

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "PluginMain.h"
+#include "rbException.h"
 
 /// Releases the object that the variable holds, if any, and sets it to null.
 template <class Object>

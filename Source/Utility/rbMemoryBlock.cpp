@@ -38,7 +38,8 @@ REALmemoryBlockStruct* MyREALNewMemoryBlock(std::int64_t size) {
     if (size < 0) return nullptr;
     NewBlock request{size, nullptr, false};
     const rbFreeLater blockGuard(request.block);
-    REALobjectStruct* exception = REALCallFunctionWithExceptionHandler(makeBlock, &request);
+    REALobjectStruct* exception = nullptr;
     const rbFreeLater exceptionGuard(exception);
+    Quietly([&] { exception = REALCallFunctionWithExceptionHandler(makeBlock, &request); });
     return request.done ? std::exchange(request.block, nullptr) : nullptr;
 }

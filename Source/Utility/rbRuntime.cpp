@@ -1,14 +1,14 @@
 // Part of the shared object only: what the C++ library linked into it finds here instead of in a newer C
 // library, or in a copy of its own.
-#include <cxxabi.h>
-
+#include "Uncaught.h"
 #include "rbDL.h"
 
 namespace {
 
 using Counters = abi::__cxa_eh_globals* (*)();
 
-/// Of the C++ library that the process has already; null where it has none.
+/// Of the C++ library that the process has when we are loaded, most likely the host's; null where it has
+/// none.
 const auto countersOfHost =
     reinterpret_cast<Counters>(FindSymbol(LoadedLibrary("libstdc++.so.6"), "__cxa_get_globals"));
 
@@ -22,11 +22,7 @@ extern "C" {
 /// This thread's exceptions: those being handled, and the number of uncaught ones. With counters of our own
 /// an exception of the host that is caught here would stay uncaught for the host.
 abi::__cxa_eh_globals* __cxa_get_globals() noexcept {
-    struct Exceptions {
-        void* handled;
-        unsigned uncaught;
-    };
-    static thread_local Exceptions own{};
+    static thread_local ThreadExceptions own{};
     return countersOfHost ? countersOfHost() : reinterpret_cast<abi::__cxa_eh_globals*>(&own);
 }
 

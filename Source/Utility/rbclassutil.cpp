@@ -69,6 +69,15 @@ char* heapCopy(const char* text) {
     return copy ? static_cast<char*>(std::memcpy(copy, text, bytes)) : nullptr;
 }
 
+void logRefused(const CaughtException& caught) noexcept {
+    LogMessage("Warning: The host failed to register a definition:", caught.Message());
+}
+
+template <class Function>
+void registerWithHost(Function function) {
+    Guarded<logRefused>(function);
+}
+
 bool hasNativeExtensions() { return HostVersion() >= 3000.0 || HostVersion() < 2013.0; }
 
 /// The rows of a generated module, in order, with one more flag: global scope.
@@ -234,7 +243,7 @@ void MyREALRegisterClass(REALclassDefinition& definition) {
     FixFlags(definition);
     definition.dataSize = (definition.dataSize + 15) / 16 * 16;
     definition.version = definitionVersion;
-    Quietly([&] { REALRegisterClass(&definition); });
+    registerWithHost([&] { REALRegisterClass(&definition); });
 }
 
 void MyREALRegisterModule(REALmoduleDefinition& module) {
@@ -242,14 +251,14 @@ void MyREALRegisterModule(REALmoduleDefinition& module) {
     FixFlags(module);
     if (module.flags == 0) module.flags = REALconsoleSafe;
     module.version = definitionVersion;
-    Quietly([&] { REALRegisterModule(&module); });
+    registerWithHost([&] { REALRegisterModule(&module); });
 }
 
 void MyREALRegisterClassExtension(REALclassDefinition& definition) {
     FixFlags(definition);
     if (hasNativeExtensions()) {
         definition.version = definitionVersion;
-        return Quietly([&] { REALRegisterClassExtension(&definition); });
+        return registerWithHost([&] { REALRegisterClassExtension(&definition); });
     }
     if (!definition.methods || definition.methodCount == 0) return;
     char name[100];
@@ -285,5 +294,5 @@ void MyREALRegisterMethodArray(REALmethodDefinition* methods, std::int64_t count
 }
 
 void MyREALRegisterMethod(REALmethodDefinition& method) {
-    Quietly([&] { REALRegisterMethod(&method); });
+    registerWithHost([&] { REALRegisterMethod(&method); });
 }

@@ -1,6 +1,7 @@
 #include "rbpictureUnlock.h"
 
 #include "PluginMain.h"
+#include "rbException.h"
 
 bool REALLockPictureDescriptionX(REALpictureStruct* picture, REALpictureDescription* description,
                                  std::uint32_t nativeType) {

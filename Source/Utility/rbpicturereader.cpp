@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 #include "MyMemory.h"
+#include "PluginMain.h"
 #include "rbCairo.h"
 #include "rbDebug.h"
 #include "rbFreeLater.h"

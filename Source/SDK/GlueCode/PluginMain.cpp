@@ -2,6 +2,8 @@
 
 #include <ctime>
 
+#include "Uncaught.h"
+
 namespace {
 
 HostResolver hostResolver = nullptr;
@@ -18,18 +20,28 @@ std::int32_t sdkVersionFor(double version) {
     return 9;
 }
 
+/// Calls a service whose failure changes nothing; what it throws is dropped.
+template <class Function>
+void attempt(Function function) {
+    try {
+        function();
+    } catch (...) {
+    }
+}
+
 }  // namespace
 
 void REALPluginMain(HostResolver resolver) {
+    const KeepUncaught keep;
     hostResolver = resolver;
-    Quietly([] {
+    attempt([] {
         const auto version = reinterpret_cast<double (*)()>(HostFunction("REALGetRBVersion"));
         if (version) hostVersion = version();
     });
     sdkVersion = sdkVersionFor(hostVersion);
     if (!resolver) return;
     // Not tested for null: a host that accepts plug-ins always offers this service.
-    Quietly([=] { reinterpret_cast<void (*)(std::int32_t)>(resolver("RegisterPluginVersion"))(sdkVersion); });
+    attempt([=] { reinterpret_cast<void (*)(std::int32_t)>(resolver("RegisterPluginVersion"))(sdkVersion); });
     PluginEntry();
 }
 

@@ -47,15 +47,6 @@ std::int64_t TickCount();
 /// The address that the host's resolver gives for a name; null without a resolver.
 void* HostFunction(const char* name);
 
-/// Calls a function and drops whatever it throws: for what has to be tried where nobody can be told.
-template <class Function>
-void Quietly(Function&& function) noexcept {
-    try {
-        function();
-    } catch (...) {  // dropped
-    }
-}
-
 /// A service's name as a template argument.
 template <std::size_t N>
 struct ServiceName {
