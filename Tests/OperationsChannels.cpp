@@ -114,6 +114,25 @@ Cell transformed(Image& picture, Cells& cells) {
     return target;
 }
 
+Cells tablesOnly(Random& random, const Image& picture) {
+    Cells cells = tablesAndDestination(random, picture);
+    cells.pop_back();
+    return cells;
+}
+
+/// The picture is its own destination.
+Cell transformedInPlace(Image& picture, Cells& cells) {
+    Cells all = cells;
+    all.emplace_back(picture);
+    const Cell result = transformed(picture, all);
+    picture = std::get<Image>(all[3]);
+    return result;
+}
+
+Value transformInPlace(Host& host, const std::vector<Value>& given) {
+    return host.call("TransformColorsQKZ", {given[0], given[1], given[2], given[3], given[0]});
+}
+
 Cells swapAndMask(Random& random, const Image& picture) {
     return {random.oneIn(2), otherPicture(random, picture)};
 }
@@ -273,6 +292,7 @@ std::vector<Operation> channelOperations() {
             {"Combine", "CombinePicturesQKZ", pictures<2>, combined},
             {"Merge", "MergePictureQKZ", pictures<1>, merged},
             {"Transform", "TransformColorsQKZ", tablesAndDestination, transformed},
+            {"TransformInPlace", "TransformColorsQKZ", tablesOnly, transformedInPlace, transformInPlace},
             {"SetEmbeddedMask", "EmbeddedMaskQKZ", swapAndMask, maskSet, setMask}};
 }
 

@@ -151,6 +151,15 @@ bool isColored(const Image& image, int left, int x, int y) {
     return p.r != p.g || p.g != p.b;
 }
 
+/// Often a larger picture, and few of its pixels are coloured.
+void sparselyColored(Random& random, Image& picture) {
+    if (random.oneIn(3)) return;
+    picture = picture.blank(4 * (1 + random.below(random.of({4, 40}))), 1 + random.below(80));
+    const int rarity = random.of({2, 4, 7, 20, 60});
+    for (std::uint32_t& word : picture.words)
+        if (random.oneIn(rarity)) word = picture.encode({1, 0, 0, 255});
+}
+
 /// Grows each rectangle a row or column at a time and looks for the next one from the start.
 Cell rectangleMask(Image& picture, Cells& cells) {
     const int width = picture.width, height = picture.height;
@@ -216,8 +225,10 @@ std::vector<Operation> colorOperations() {
         {"Threshold", "ThresholdQKZ", thresholdArguments, threshold},
         {"EmbeddedMask", "EmbeddedMaskQKZ", swapArguments, embeddedMask},
         {"Tint", "TintPictureQKZ", colors<2>, tinted},
-        {"RectangleMask", "ExtractColorRectangleMaskQKZ", noArguments, rectangleMask},
-        {"RectangleMask_region", "ExtractColorRectangleMaskQKZ", rectangleArguments, rectangleMask},
+        {"RectangleMask", "ExtractColorRectangleMaskQKZ", noArguments, rectangleMask, nullptr,
+         sparselyColored},
+        {"RectangleMask_region", "ExtractColorRectangleMaskQKZ", rectangleArguments, rectangleMask, nullptr,
+         sparselyColored},
     };
 }
 

@@ -1,6 +1,5 @@
 // The operations that make pictures: well-known pixels, and what random pictures of one storage do not show.
 #include <algorithm>
-#include <deque>
 #include <limits>
 
 #include "Operations.h"
@@ -188,44 +187,6 @@ TEST(PictureMakers, RectanglesSurroundWhatTouchesAtSides) {
         EXPECT_SAME_IMAGE(readPicture(host, result), imageOf(c.black, 0xFF000000, 0xFFFFFFFF)) << &c - cases;
     }
 }
-
-using PictureMakersOn = OnStorage;
-
-TEST_P(PictureMakersOn, RectanglesOfSparseColours) {
-    for (int round = 0; round < 300 && !HasFailure(); round++) {
-        Random random(static_cast<std::uint64_t>(round));
-        const int width = 4 * (1 + random.below(random.of({4, 40}))), rarity = random.of({2, 4, 7, 20, 60});
-        Image image = Image{storage.format, storage.alpha}.blank(width, 1 + random.below(80));
-        for (std::uint32_t& word : image.words)
-            if (random.oneIn(rarity)) word = image.encode({1, 0, 0, 255});
-        const bool whole = random.oneIn(2);
-        checkOperation(host, operationOf("RectangleMask"), image,
-                       whole ? Cells{} : rectangleArguments(random, image));
-    }
-}
-
-TEST_P(PictureMakersOn, TransformMayDrawIntoItsSource) {
-    const Operation& transform = operationOf("Transform");
-    for (const int width : {1, 64, 131}) {
-        Random random(static_cast<std::uint64_t>(width));
-        Image image = randomImage(random, storage.format, storage.alpha, width, 3);
-        Bytes tables[3];
-        for (Bytes& table : tables)
-            for (int i = 0; i < 256; i++) table.push_back(static_cast<std::uint8_t>(random.word()));
-        Cells cells{tables[0], tables[1], tables[2], image};
-        const Image expected = std::get<Image>(transform.answer(image, cells));
-        const OwnedPicture picture = makePicture(host, image);
-        std::deque<Owned<REALmemoryBlockStruct>> blocks;
-        for (const Bytes& table : tables) blocks.emplace_back(host, host.newMemoryBlock(table));
-        const OwnedPicture result =
-            pictureOf(host, "TransformColorsQKZ",
-                      {picture.get(), blocks[0].get(), blocks[1].get(), blocks[2].get(), picture.get()});
-        EXPECT_SAME_IMAGE(readPicture(host, result), expected);
-        EXPECT_EQ(result.get() == picture.get(), storage.format != Format::rgb);
-    }
-}
-
-ON_EVERY_STORAGE(PictureMakersOn);
 
 TEST(PictureMakers, TransformRefusesInOrder) {
     Plugin host;

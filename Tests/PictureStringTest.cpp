@@ -69,7 +69,7 @@ TEST(PictureString, HeaderFaultsAreRefused) {
             faults.push_back(changed({{side, size}}));
     // Products that are small again after a wrap, or of two negatives.
     faults.push_back(changed({{width, 0xFFFFFFFF}, {height, 0xFFFFFFFF}}));
-    faults.push_back(changed({{width, 0x10000}, {height, 0x10000}}));
+    faults.push_back(changed({{width, 32767}, {height, 32767}}));
     faults.push_back(changed({{width, 0x55555556}, {height, 0x40000000}}));
     faults.push_back(changed({{width, 0x7FFFFFFF}, {height, 0x7FFFFFFF}, {offset, 0x7FFFFFFF}}));
     faults.push_back(changed({{width, 0}, {height, 0}}, 40));

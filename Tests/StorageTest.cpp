@@ -120,7 +120,7 @@ TEST(Storage, CairoContextWithoutWordsIsRefused) {
     }
 }
 
-TEST(Storage, CairoSurfaceSmallerThanItsPictureIsNotLeft) {
+TEST(Storage, CairoSurfaceBoundsItsPicture) {
     const Rectangle window{1, 1, 4, 3};
     const Image around = numbered(Format::xrgb, 6, 5), source = numbered(Format::xrgb, 5, 4);
     Plugin host;

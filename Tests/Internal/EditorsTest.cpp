@@ -3,6 +3,7 @@
 
 #include "PluginMain.h"
 #include "Support.h"
+#include "rbgtk.h"
 #include "rbpictureUtil.h"
 #include "rbpicturereader.h"
 
@@ -128,6 +129,22 @@ TEST(Editors, ResultIsThePictureThatWasOpened) {
     const OwnedPicture result(host, editor.RenderPictureWriter());
     EXPECT_EQ(result.get(), picture.get());
     EXPECT_EQ(host.descriptionLocks(picture), 0);
+}
+
+TEST(Editors, CopiesOfPixmapsAreReleased) {
+    SKIP_WITHOUT(storages().back());
+    Plugin host(storages().back().settings);
+    const OwnedPicture picture(host, host.newPicture(2, 2));
+    PictureReader reader;
+    ASSERT_TRUE(reader.GetPictureReader(picture));
+    static int released = 0;
+    static void (*const unref)(GdkPixbuf*) = Gdk.gdk_pixbuf_unref;
+    Gdk.gdk_pixbuf_unref = [](GdkPixbuf* pixbuf) { unref(pixbuf), released++; };
+    EXPECT_TRUE(reader.GetPictureReader(picture));
+    EXPECT_EQ(released, 1);
+    reader.clear();
+    EXPECT_EQ(released, 2);
+    Gdk.gdk_pixbuf_unref = unref;
 }
 
 TEST(Editors, PictureOfBothApplicationKindsIsRefused) {
