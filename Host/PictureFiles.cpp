@@ -1,21 +1,27 @@
 #include "PictureFiles.h"
 
-#include <gd.h>
 #include <png.h>
+#include <sys/stat.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
-#include <climits>
+#include <csetjmp>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <memory>
-#include <stdexcept>
 #include <system_error>
+
+#include <jpeglib.h>  // wants the size_t and FILE of the headers above
+
+#include <jerror.h>
 
 namespace qkzhost {
 namespace {
 
 using std::filesystem::path;
+using Bytes = std::span<const std::uint8_t>;
 
 [[noreturn]] void fail(const path& file, const std::string& reason) {
     throw std::runtime_error(file.string() + ": " + reason);
@@ -23,44 +29,150 @@ using std::filesystem::path;
 
 std::string systemError() { return std::generic_category().message(errno); }
 
+/// A file that is read from its beginning, no further than is asked for.
+class Input {
+ public:
+    explicit Input(const path& file) : file_(file), in_(std::fopen(file.c_str(), "rbe"), &std::fclose) {
+        if (!in_) fail(file, systemError());
+    }
+    /// The first bytes; fewer than `count` where the file ends.
+    Bytes first(std::size_t count) {
+        struct stat status {};
+        if (fstat(fileno(in_.get()), &status) == 0 && status.st_size > 0)
+            bytes_.reserve(std::min(count, static_cast<std::size_t>(status.st_size) + 1));
+        while (bytes_.size() < count) {
+            const std::size_t have = bytes_.size(), step = std::min<std::size_t>(count - have, 1 << 18);
+            bytes_.resize(have + step);
+            const std::size_t got = std::fread(&bytes_[have], 1, step, in_.get());
+            bytes_.resize(have + got);
+            if (std::ferror(in_.get())) fail(file_, systemError());
+            if (got < step) break;
+        }
+        return bytes_;
+    }
+    std::vector<std::uint8_t> all(std::uint64_t most) {
+        if (first(most + 1).size() > most) fail(file_, "is longer than " + std::to_string(most) + " bytes");
+        return std::move(bytes_);
+    }
+
+ private:
+    const path file_;
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> in_;
+    std::vector<std::uint8_t> bytes_;
+};
+
+/// An image of the announced size, all zero, unless that is beyond the limits or the data, of which no fewer
+/// than `leastBytes` can hold so many pixels, is shorter.
+Image announced(const path& file, Bytes bytes, std::uint64_t width, std::uint64_t height,
+                std::uint64_t leastBytes, const Limits& limits) {
+    if (width > 32767 || height > 32767) fail(file, "a side is longer than 32767 pixels");
+    const std::string size = std::to_string(width) + " x " + std::to_string(height) + " pixels";
+    if (width * height > limits.pixels)
+        throw TooManyPixels(file.string() + ": " + size + " are more than " + std::to_string(limits.pixels));
+    if (bytes.size() < leastBytes) fail(file, "too short for " + size);
+    Image image{static_cast<int>(width), static_cast<int>(height), false, {}};
+    image.argb.resize(width * height);
+    return image;
+}
+
 // libpng's byte order BGRA is that of an ARGB word.
-Image readPng(const path& file, const std::vector<std::uint8_t>& bytes) {
+Image readPng(const path& file, Bytes bytes, const Limits& limits) {
     png_image png{};
     png.version = PNG_IMAGE_VERSION;
     const std::unique_ptr<png_image, decltype(&png_image_free)> freed(&png, &png_image_free);
     if (!png_image_begin_read_from_memory(&png, bytes.data(), bytes.size())) fail(file, png.message);
-    Image image;
+    // The depth and the colour type, which libpng does not tell here, are in the chunk that comes first.
+    constexpr std::array channels{1, 0, 3, 1, 2, 0, 4};
+    if (std::memcmp(&bytes[12], "IHDR", 4) != 0) fail(file, "the header does not come first");
+    const std::uint64_t bits = bytes[24] * static_cast<std::uint64_t>(channels.at(bytes[25]));
+    // Nothing is deflated to less than a 1032nd.
+    const std::uint64_t leastBytes = std::uint64_t{png.width} * png.height * bits / 8 / 1032;
+    Image image = announced(file, bytes, png.width, png.height, leastBytes, limits);
     image.alpha = (png.format & PNG_FORMAT_FLAG_ALPHA) != 0;
     png.format = PNG_FORMAT_BGRA;
     png.flags |= PNG_IMAGE_FLAG_16BIT_sRGB;
-    if (png.width > 32767 || png.height > 32767) fail(file, "larger than 32767 pixels");
-    image.width = static_cast<int>(png.width);
-    image.height = static_cast<int>(png.height);
-    image.argb.resize(std::size_t{png.width} * png.height);
     if (!png_image_finish_read(&png, nullptr, image.argb.data(), 0, nullptr)) fail(file, png.message);
     return image;
 }
 
-Image readJpeg(const path& file, std::vector<std::uint8_t>& bytes) {
-    if (bytes.size() > INT_MAX) fail(file, "larger than 2 GB");
-    const std::unique_ptr<gdImage, decltype(&gdImageDestroy)> jpeg(
-        gdImageCreateFromJpegPtr(static_cast<int>(bytes.size()), bytes.data()), &gdImageDestroy);
-    if (!jpeg) fail(file, "the JPEG data is damaged");
-    Image image{gdImageSX(jpeg.get()), gdImageSY(jpeg.get()), false, {}};
-    for (int y = 0; y < image.height; y++)
-        for (int x = 0; x < image.width; x++)
-            image.argb.push_back(0xFF000000u | static_cast<std::uint32_t>(jpeg->tpixels[y][x]));
+/// Bytes in the order C, M, Y, K; inverted is how they are in the files that Adobe's marker tells.
+std::uint32_t argbOfCmyk(std::uint32_t cmyk, bool inverted) {
+    if (!inverted) cmyk = ~cmyk;
+    const auto channel = [=](int shift) { return (cmyk >> shift & 0xFF) * (cmyk >> 24) / 255; };
+    return 0xFF000000 | channel(0) << 16 | channel(8) << 8 | channel(16);
+}
+
+/// libjpeg leaves a step by a jump where it finds an error.
+struct JpegErrors : jpeg_error_mgr {
+    JpegErrors() {
+        jpeg_std_error(this);
+        error_exit = [](j_common_ptr jpeg) {
+            auto& errors = *static_cast<JpegErrors*>(jpeg->err);
+            errors.format_message(jpeg, errors.text);
+            std::longjmp(errors.stop, 1);
+        };
+        // The warnings of missing and wrong pixels are errors here. There are others that many a camera gives
+        // cause for, such as stray bytes between segments.
+        emit_message = [](j_common_ptr jpeg, int) {
+            for (const int damage :
+                 {JWRN_ARITH_BAD_CODE, JWRN_HIT_MARKER, JWRN_HUFF_BAD_CODE, JWRN_JPEG_EOF, JWRN_MUST_RESYNC})
+                if (jpeg->err->msg_code == damage) jpeg->err->error_exit(jpeg);
+        };
+    }
+    std::jmp_buf stop;
+    char text[JMSG_LENGTH_MAX];
+};
+
+Image readJpeg(const path& file, Bytes bytes, const Limits& limits) {
+    JpegErrors errors;
+    jpeg_decompress_struct jpeg{};
+    jpeg.err = &errors;
+    const std::unique_ptr<jpeg_decompress_struct, decltype(&jpeg_destroy_decompress)> freed(
+        &jpeg, &jpeg_destroy_decompress);
+    const auto attempt = [&](auto step) {  // nothing in a step may want destroying
+        if (setjmp(errors.stop) != 0) fail(file, errors.text);
+        step();
+    };
+    std::uint64_t blocks = 0;
+    attempt([&] {
+        jpeg_create_decompress(&jpeg);
+        jpeg_mem_src(&jpeg, bytes.data(), bytes.size());
+        jpeg_read_header(&jpeg, TRUE);
+        for (int i = 0; i < jpeg.num_components; i++)
+            blocks += std::uint64_t{jpeg.comp_info[i].width_in_blocks} * jpeg.comp_info[i].height_in_blocks;
+    });
+    // A Huffman code has at least a bit, and each block has one. Arithmetic codes have no such bound.
+    Image image =
+        announced(file, bytes, jpeg.image_width, jpeg.image_height, jpeg.arith_code ? 0 : blocks / 8, limits);
+    const bool cmyk = jpeg.jpeg_color_space == JCS_CMYK || jpeg.jpeg_color_space == JCS_YCCK;
+    jpeg.out_color_space = cmyk ? JCS_CMYK : JCS_EXT_BGRA;
+    attempt([&] {
+        jpeg_start_decompress(&jpeg);
+        while (jpeg.output_scanline < jpeg.output_height) {
+            auto* row = reinterpret_cast<JSAMPLE*>(image.argb.data()) +
+                        std::size_t{jpeg.output_scanline} * jpeg.output_width * 4;
+            jpeg_read_scanlines(&jpeg, &row, 1);
+        }
+        jpeg_finish_decompress(&jpeg);
+    });
+    if (cmyk)
+        for (std::uint32_t& word : image.argb) word = argbOfCmyk(word, jpeg.saw_Adobe_marker);
     return image;
+}
+
+/// What reads the kind of file that begins so.
+auto readerOf(const path& file, Bytes bytes) {
+    const auto startsWith = [&](std::string_view magic) {
+        return bytes.size() >= magic.size() && std::memcmp(bytes.data(), magic.data(), magic.size()) == 0;
+    };
+    if (startsWith("\x89PNG")) return &readPng;
+    if (startsWith("\xFF\xD8\xFF")) return &readJpeg;
+    fail(file, "neither a PNG nor a JPEG file");
 }
 
 }  // namespace
 
-std::vector<std::uint8_t> readFile(const path& file) {
-    if (std::filesystem::is_directory(file)) fail(file, "is a folder");
-    std::ifstream in(file, std::ios::binary);
-    if (!in) fail(file, systemError());
-    return {std::istreambuf_iterator<char>(in), {}};
-}
+std::vector<std::uint8_t> readFile(const path& file, std::uint64_t most) { return Input(file).all(most); }
 
 void writeFile(const path& file, const void* bytes, std::size_t count) {
     std::ofstream out(file, std::ios::binary);
@@ -69,14 +181,14 @@ void writeFile(const path& file, const void* bytes, std::size_t count) {
     if (!out) fail(file, systemError());
 }
 
-Image readImage(const path& file) {
-    std::vector<std::uint8_t> bytes = readFile(file);
-    const auto startsWith = [&](const char* magic, std::size_t size) {
-        return bytes.size() >= size && std::memcmp(bytes.data(), magic, size) == 0;
-    };
-    if (startsWith("\x89PNG", 4)) return readPng(file, bytes);
-    if (startsWith("\xFF\xD8\xFF", 3)) return readJpeg(file, bytes);
-    fail(file, "neither a PNG nor a JPEG file");
+Image readImage(const path& file, const Limits& limits) {
+    Input in(file);
+    const auto reader = readerOf(file, in.first(4));  // before the rest is read
+    return reader(file, in.all(limits.bytes()), limits);
+}
+
+Image readImage(const path& name, Bytes bytes, const Limits& limits) {
+    return readerOf(name, bytes)(name, bytes, limits);
 }
 
 void writePng(const Image& image, const path& file) {

@@ -432,7 +432,7 @@ TEST_F(Qkz, TellsWhatIsWrong) {
         {"run " + file + " 'InvertQKZ = \"a.png\"'", "InvertQKZ cannot be assigned to"},
         {"run " + file, "CALL is required"},
         {"run " + (folder / "no.png").string() + " InvertQKZ", "no.png: No such file or directory"},
-        {"run " + folder.string() + " InvertQKZ", "is a folder"},
+        {"run " + folder.string() + " InvertQKZ", "Is a directory"},
         {"run " + (folder / "empty.png").string() + " InvertQKZ", "neither a PNG nor a JPEG file"},
         {"run " + file + " InvertQKZ -o " + (folder / "no/out.png").string(),
          "no/out.png: No such file or directory"},

@@ -16,7 +16,8 @@ need_packages() {
     "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
 
-build_packages=(g++ cmake ninja-build pkg-config libcairo2-dev libgd-dev libpng-dev libffi-dev libcli11-dev libgtest-dev)
+build_packages=(g++ cmake ninja-build pkg-config libcairo2-dev libgd-dev libjpeg62-turbo-dev libpng-dev
+    libffi-dev libcli11-dev libgtest-dev)
 
 # Configures and builds a preset, quietly unless it fails; further arguments are targets, otherwise the
 # preset says which.
