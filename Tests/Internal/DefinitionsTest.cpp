@@ -116,7 +116,7 @@ TEST(Definitions, DeclarationsOfExtensions) {
         EXPECT_STREQ(Text(AddClassParameterAssign(c.declaration, "Picture")).get(), c.assigning);
     }
     // The results are made in 1000 bytes. A name that fills them leaves no bracket to be found.
-    for (const std::size_t length : {900, 1000, 5000}) {
+    for (const std::size_t length : {900U, 1000U, 5000U}) {
         const std::string declaration = std::string(length, 'n') + "(a as T)";
         const std::string extended = std::string(length, 'n') + "(extends ref as Picture, a as T)";
         EXPECT_EQ(Text(AddClassParameter(declaration.c_str(), "Picture")).get(), extended.substr(0, 999));

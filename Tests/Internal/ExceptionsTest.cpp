@@ -157,7 +157,7 @@ TEST(Log, Formats) {
               "QKZ Debug: string %d\n"
               "QKZ Debug: 100%s\n"
               "own format\n");
-    for (const std::size_t length : {4083, 4084, 4085, 9000}) {
+    for (const std::size_t length : {4083U, 4084U, 4085U, 9000U}) {
         const std::string text(length, 'x');
         testing::internal::CaptureStderr();
         LogMessage(text.c_str());
