@@ -118,6 +118,8 @@ TEST(Declaration, IsReadAndWritten) {
         {"Plain", "Plain"},
         {"Has as boolean", "Has as boolean"},
         {"F(left as integer,top as Integer) as picture", "F(left as integer, top as Integer) as picture"},
+        {"F\t()", "F"},
+        {"F\nas\tboolean", "F as boolean"},
         {"F(extends ref as Picture, ) as picture", "Picture.F as picture"},
         {"F(byref x as integer, c as color=&c203F4E, d as integer = -1)",
          "F(byref x as integer, c as color = &c203F4E, d as integer = -1)"},
