@@ -37,12 +37,8 @@ std::array<double, 3> Cube::at(double red, double green, double blue) const {
     return corners[0];
 }
 
-Cube readCube(const std::filesystem::path& file) {
-    const auto fail = [&](const std::string& reason) {
-        throw std::runtime_error(file.string() + ": " + reason);
-    };
-    const auto bytes = qkzhost::readFile(file);
-    std::istringstream lines(std::string(bytes.begin(), bytes.end()));
+Cube readCube(std::istream& lines) {
+    const auto fail = [](const std::string& reason) { throw std::runtime_error(reason); };
     Cube cube;
     for (std::string line; std::getline(lines, line);) {
         std::istringstream words(line);
@@ -61,6 +57,8 @@ Cube readCube(const std::filesystem::path& file) {
             std::istringstream numbers(line);
             std::array<double, 3> entry{};
             if (!(numbers >> entry[0] >> entry[1] >> entry[2])) fail("\"" + line + "\" is not three numbers");
+            if (cube.table.size() >= cube.size * cube.size * cube.size)
+                fail(cube.size == 0 ? "an entry comes before LUT_3D_SIZE" : "there are too many entries");
             cube.table.push_back(entry);
         }
     }
@@ -69,6 +67,16 @@ Cube readCube(const std::filesystem::path& file) {
         fail("there are " + std::to_string(cube.table.size()) + " entries, not " +
              std::to_string(cube.size * cube.size * cube.size));
     return cube;
+}
+
+Cube readCube(const std::filesystem::path& file) {
+    const auto bytes = qkzhost::readFile(file);
+    std::istringstream lines(std::string(bytes.begin(), bytes.end()));
+    try {
+        return readCube(lines);
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(file.string() + ": " + error.what());
+    }
 }
 
 }  // namespace qkz

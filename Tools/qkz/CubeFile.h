@@ -3,6 +3,7 @@
 
 #include <array>
 #include <filesystem>
+#include <iosfwd>
 #include <vector>
 
 namespace qkz {
@@ -16,7 +17,8 @@ struct Cube {
     std::array<double, 3> at(double red, double green, double blue) const;
 };
 
-/// Throws std::runtime_error with the reason.
+/// Each throws std::runtime_error with the reason.
+Cube readCube(std::istream&);
 Cube readCube(const std::filesystem::path&);
 
 }  // namespace qkz
