@@ -1,3 +1,5 @@
+# shellcheck shell=bash
+# shellcheck disable=SC2034  # the lists are for those who source this
 # Sourced by the other scripts: goes to the project's root and offers two functions.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
