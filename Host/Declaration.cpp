@@ -13,9 +13,11 @@ namespace {
 
 char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
 
+bool isBlank(char c) { return std::isspace(static_cast<unsigned char>(c)); }
+
 std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front()))) text.remove_prefix(1);
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back()))) text.remove_suffix(1);
+    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
     return text;
 }
 
@@ -98,10 +100,10 @@ Type typeNamed(std::string_view name) {
 Declaration parseDeclaration(std::string_view text) {
     Declaration declaration;
     text = trimmed(text);
-    const auto nameEnd = std::min(text.find_first_of("( "), text.size());
-    declaration.name = text.substr(0, nameEnd);
+    const auto nameEnd = std::ranges::find_if(text, [](char c) { return c == '(' || isBlank(c); });
+    declaration.name = std::string(text.begin(), nameEnd);
     if (declaration.name.empty()) throw std::invalid_argument("the declaration has no name");
-    text = trimmed(text.substr(nameEnd));
+    text = trimmed(text.substr(declaration.name.size()));
     if (text.starts_with('(')) {
         const auto close = text.find(')');
         if (close == text.npos) throw std::invalid_argument("the parameter list is not closed");
@@ -115,7 +117,7 @@ Declaration parseDeclaration(std::string_view text) {
         text = trimmed(text.substr(close + 1));
     }
     if (text.empty()) return declaration;
-    if (text.size() < 4 || !sameText(text.substr(0, 3), "as "))
+    if (text.size() < 4 || !sameText(text.substr(0, 2), "as") || !isBlank(text[2]))
         throw std::invalid_argument("\"" + std::string(text) + "\" is not \"as type\"");
     declaration.resultName = trimmed(text.substr(3));
     declaration.result = typeNamed(declaration.resultName);

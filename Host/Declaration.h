@@ -18,6 +18,7 @@ struct Parameter {
     bool extends = false;  // the object that the method is called on
     bool assigns = false;  // the value right of the equals sign
     std::optional<std::string> defaultText = {};
+    bool operator==(const Parameter&) const = default;
 };
 
 struct Declaration {
@@ -25,6 +26,7 @@ struct Declaration {
     std::vector<Parameter> parameters;
     std::string resultName;  // empty without a result
     Type result = Type::none;
+    bool operator==(const Declaration&) const = default;
 };
 
 /// Throws std::invalid_argument saying what is wrong.

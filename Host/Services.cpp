@@ -189,11 +189,13 @@ struct Services {
         *data = {};
         host.objects_.stringData--;
     }
-    static StringRef buildWithEncoding(Host& host, Text bytes, std::int32_t length, std::uint32_t encoding) {
+    static StringRef buildWithEncoding(Host& host, const void* bytes, std::int32_t length,
+                                       std::uint32_t encoding) {
         if (length < 0 || (!bytes && length > 0)) return nullptr;
-        return host.newString({bytes ? bytes : "", static_cast<std::size_t>(length)}, encoding);
+        return host.newString({bytes ? static_cast<Text>(bytes) : "", static_cast<std::size_t>(length)},
+                              encoding);
     }
-    static StringRef build(Host& host, Text bytes, std::int32_t length) {
+    static StringRef build(Host& host, const void* bytes, std::int32_t length) {
         return buildWithEncoding(host, bytes, length, REALencodingUnknown);
     }
     static void lockString(Host& host, StringRef string) { host.objects_.lock(string); }
@@ -248,11 +250,12 @@ struct Services {
         if (picture->mask) host.lock(picture->mask);
         return static_cast<PictureRef>(picture->mask);
     }
-    static ObjectRef graphics(Host& host, PictureRef handle) {
+    static REALgraphicsStruct* graphics(Host& host, PictureRef handle) {
         Picture* picture = find<Picture>(host, handle, "graphics");
         if (!picture || !picture->surface) return nullptr;
         host.lock(handle);
-        return host.objects_.add(std::make_unique<Graphics>(handle)).handle();
+        return static_cast<REALgraphicsStruct*>(
+            host.objects_.add(std::make_unique<Graphics>(handle)).handle());
     }
     static PictureRef newPicture(Host& host, std::int64_t width, std::int64_t height, std::int64_t depth) {
         return depth == 32 ? host.newPicture(width, height) : nullptr;
@@ -278,10 +281,10 @@ struct Services {
         return picture;
     }
     static PictureRef buildFromBuffer(std::uint32_t width, std::uint32_t height, std::int32_t pixelType,
-                                      std::uint8_t* bytes, std::uint32_t rowBytes) {
-        const std::unique_ptr<std::uint8_t, decltype(&std::free)> owned(bytes, &std::free);
-        return Entry<"REALBuildPictureFromBuffer", pictureFromBuffer>::call(width, height, pixelType, bytes,
-                                                                            rowBytes);
+                                      void* bytes, std::uint32_t rowBytes) {
+        const std::unique_ptr<void, decltype(&std::free)> owned(bytes, &std::free);
+        return Entry<"REALBuildPictureFromBuffer", pictureFromBuffer>::call(
+            width, height, pixelType, static_cast<std::uint8_t*>(bytes), rowBytes);
     }
     static std::int64_t pictureType(Host& host, PictureRef handle) {
         const Picture* picture = find<Picture>(host, handle, "picture type");
@@ -307,10 +310,12 @@ struct Services {
         host.lock(picture->representation);
         return picture->representation;
     }
-    static PictureRef getMask(Host& host, PictureRef picture, RBBoolean create) {
-        return pictureMask(host, picture, create);
+    static PictureRef getMask(Host& host, ObjectRef picture, RBBoolean create) {
+        return pictureMask(host, static_cast<PictureRef>(picture), create);
     }
-    static void setMask(Host& host, PictureRef picture, PictureRef mask) { host.setMask(picture, mask); }
+    static void setMask(Host& host, ObjectRef picture, PictureRef mask) {
+        host.setMask(static_cast<PictureRef>(picture), mask);
+    }
     static void constructPicture(Host& host, ObjectRef handle, std::int64_t width, std::int64_t height) {
         if (Picture* picture = find<Picture>(host, handle, "Picture.Constructor"))
             picture->surface =

@@ -128,6 +128,8 @@ TEST(Declaration, IsReadAndWritten) {
         {"Plain", "Plain"},
         {"Has as boolean", "Has as boolean"},
         {"F(left as integer,top as Integer) as picture", "F(left as integer, top as Integer) as picture"},
+        {"F\t()", "F"},
+        {"F\nas\tboolean", "F as boolean"},
         {"F(extends ref as Picture, ) as picture", "Picture.F as picture"},
         {"F(byref x as integer, c as color=&c203F4E, d as integer = -1)",
          "F(byref x as integer, c as color = &c203F4E, d as integer = -1)"},
@@ -380,7 +382,7 @@ TEST_F(Qkz, RunsCallsOneAfterTheOther) {
             expected.argb[i] =
                 i % 4 == 1 || i % 4 == 2 ? i < 4 ? 0xFF000000 : photo.argb[i] ^ 0xFFFFFF : 0xFF000000;
         EXPECT_EQ(readImage(out).argb, expected.argb) << storage;
-        EXPECT_EQ(qkz(run + " InvertQKZ 'invertqkz ( 0,0,-1,-1 )'").status, 0);
+        EXPECT_EQ(qkz(run + " InvertQKZ 'invertqkz (\n0,0\t,-1,-1 )'").status, 0);
         EXPECT_EQ(readImage(out).argb, photo.argb) << storage;
     }
 }
@@ -594,6 +596,7 @@ TEST_F(Qkz, TellsWhatIsWrong) {
         {"run " + file + " 'InvertQKZ(1, 2)'",
          "InvertQKZ takes other arguments:\n  Picture.InvertQKZ(left as integer"},
         {"run " + file + " 'InvertQKZ(1'", "lacks its closing parenthesis"},
+        {"run " + file + " 'CountColorsQKZ(nil>, nil, nil, 0)'", "has an empty file name"},
         {"run " + file + " 'InvertQKZ = \"a.png\"'", "InvertQKZ cannot be assigned to"},
         {"run " + file, "CALL is required"},
         {"run " + (folder / "no.png").string() + " InvertQKZ", "no.png: No such file or directory"},

@@ -8,6 +8,7 @@
 #include <functional>
 #include <initializer_list>
 #include <random>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -91,11 +92,15 @@ int unmultiplied(int alpha, int product);
 /// A failure while one is alive tells where it was made, and its seed.
 class Random {
  public:
-    explicit Random(std::uint64_t seed, const char* file = __builtin_FILE(), int line = __builtin_LINE())
-        : engine_(seed), trace_(file, line, "seed " + std::to_string(seed)) {}
-    std::uint32_t word() { return static_cast<std::uint32_t>(engine_()); }
+    /// What is drawn comes from the bytes until they are spent, and then from the seed.
+    explicit Random(std::uint64_t seed, std::span<const std::uint8_t> bytes = {},
+                    const char* file = __builtin_FILE(), int line = __builtin_LINE())
+        : engine_(seed), bytes_(bytes), trace_(file, line, "seed " + std::to_string(seed)) {}
+    std::uint32_t word() { return static_cast<std::uint32_t>(draw(4)); }
     /// 0..count-1.
-    int below(int count) { return static_cast<int>(engine_() % static_cast<std::uint64_t>(count)); }
+    int below(int count) {
+        return static_cast<int>(draw(count > 256 ? 4 : 1) % static_cast<std::uint64_t>(count));
+    }
     bool oneIn(int count) { return below(count) == 0; }
     template <class T>
     T of(std::initializer_list<T> choices) {
@@ -105,7 +110,17 @@ class Random {
     std::int64_t coordinate(int size);
 
  private:
+    /// From so many bytes, or 64 bits.
+    std::uint64_t draw(std::size_t count) {
+        if (bytes_.size() < count) return engine_();
+        std::uint64_t number = 0;
+        for (const std::uint8_t byte : bytes_.first(count)) number = number << 8 | byte;
+        bytes_ = bytes_.subspan(count);
+        return number;
+    }
+
     std::mt19937_64 engine_;
+    std::span<const std::uint8_t> bytes_;
     testing::ScopedTrace trace_;
 };
 

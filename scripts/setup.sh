@@ -1,3 +1,5 @@
+# shellcheck shell=bash
+# shellcheck disable=SC2034  # the lists are for those who source this
 # Sourced by the other scripts: goes to the project's root and offers two functions.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -18,6 +20,8 @@ need_packages() {
 
 build_packages=(g++ cmake ninja-build pkg-config libcairo2-dev libgd-dev libjpeg62-turbo-dev libpng-dev
     libffi-dev libcli11-dev libgtest-dev)
+display_packages=(xvfb xauth libgtk2.0-0)
+fuzz_packages=(clang libclang-rt-14-dev)
 
 # Configures and builds a preset, quietly unless it fails; further arguments are targets, otherwise the
 # preset says which.

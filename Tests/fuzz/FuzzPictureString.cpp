@@ -1,11 +1,7 @@
 // Any string to BinaryStringtoPictureQKZ: the picture must be the one that the header tells of, nil for every
 // other string, and nothing may be left behind.
-#include <cstdlib>
-#include <iostream>
-
+#include "Fuzz.h"
 #include "PictureString.h"
-
-extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t most);
 
 /// Most strings get the length that they have into their header: there the reader's work only begins.
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t most,
@@ -20,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using namespace qkztest;
     static Host host;
     static const bool started = (startPlugin(host), true);
-    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+    const std::string_view bytes = textOf(data, size);
     const Census before = host.census();
     Image picture;
     {

@@ -8,6 +8,7 @@
 namespace qkz {
 namespace {
 
+bool isBlank(char c) { return std::isspace(static_cast<unsigned char>(c)); }
 bool isNamePart(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; }
 
 class Reader {
@@ -36,8 +37,7 @@ class Reader {
         throw UsageError("the call \"" + std::string(text_) + "\" " + what);
     }
     void skipBlanks() {
-        while (!rest_.empty() && std::isspace(static_cast<unsigned char>(rest_.front())))
-            rest_.remove_prefix(1);
+        while (!rest_.empty() && isBlank(rest_.front())) rest_.remove_prefix(1);
     }
     bool take(char c) {
         skipBlanks();
@@ -58,7 +58,7 @@ class Reader {
         const auto length = std::min(rest_.find_first_of(terminators), rest_.size());
         std::string result(rest_.substr(0, length));
         rest_.remove_prefix(length);
-        while (!result.empty() && result.back() == ' ') result.pop_back();
+        while (!result.empty() && isBlank(result.back())) result.pop_back();
         return result;
     }
     std::string quoted() {  // after the opening quote; a doubled quote stands for one

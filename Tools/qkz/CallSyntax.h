@@ -19,12 +19,14 @@ struct WrittenArgument {
     std::string text;  // without its quotes
     bool quoted = false;
     std::string file;  // of `name>file`, else empty
+    bool operator==(const WrittenArgument&) const = default;
 };
 
 struct WrittenCall {
     std::string name;
     std::vector<WrittenArgument> arguments;
     std::optional<WrittenArgument> assigned;
+    bool operator==(const WrittenCall&) const = default;
 };
 
 /// Throws UsageError.

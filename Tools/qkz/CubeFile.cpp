@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -16,31 +17,28 @@ std::array<double, 3> Cube::at(double red, double green, double blue) const {
     std::array<std::size_t, 3> cell{};
     std::array<double, 3> fraction{};
     for (std::size_t axis = 0; axis < 3; axis++) {
-        const double position = place[axis] * static_cast<double>(size - 1);
+        const double inside = place[axis] > 0 ? std::min(place[axis], 1.0) : 0;  // also what is no number
+        const double position = inside * static_cast<double>(size - 1);
         cell[axis] = std::min(static_cast<std::size_t>(position), size - 2);
         fraction[axis] = position - static_cast<double>(cell[axis]);
     }
-    std::array<double, 3> result{};
+    std::array<std::array<double, 3>, 8> corners;
     for (std::size_t corner = 0; corner < 8; corner++) {
-        double weight = 1;
         std::size_t index = 0;
-        for (std::size_t axis = 3; axis-- > 0;) {
-            const std::size_t upper = corner >> axis & 1;
-            weight *= upper ? fraction[axis] : 1 - fraction[axis];
-            index = index * size + cell[axis] + upper;
-        }
-        for (std::size_t channel = 0; channel < 3; channel++)
-            result[channel] += weight * table[index][channel];
+        for (std::size_t axis = 3; axis-- > 0;) index = index * size + cell[axis] + (corner >> axis & 1);
+        corners[corner] = table[index];
     }
-    return result;
+    // Each axis halves the number of corners. std::lerp never leaves the range between its ends.
+    for (std::size_t axis = 3; axis-- > 0;)
+        for (std::size_t corner = 0, half = std::size_t{1} << axis; corner < half; corner++)
+            for (std::size_t channel = 0; channel < 3; channel++)
+                corners[corner][channel] =
+                    std::lerp(corners[corner][channel], corners[corner + half][channel], fraction[axis]);
+    return corners[0];
 }
 
-Cube readCube(const std::filesystem::path& file) {
-    const auto fail = [&](const std::string& reason) {
-        throw std::runtime_error(file.string() + ": " + reason);
-    };
-    const auto bytes = qkzhost::readFile(file);
-    std::istringstream lines(std::string(bytes.begin(), bytes.end()));
+Cube readCube(std::istream& lines) {
+    const auto fail = [](const std::string& reason) { throw std::runtime_error(reason); };
     Cube cube;
     for (std::string line; std::getline(lines, line);) {
         std::istringstream words(line);
@@ -59,6 +57,8 @@ Cube readCube(const std::filesystem::path& file) {
             std::istringstream numbers(line);
             std::array<double, 3> entry{};
             if (!(numbers >> entry[0] >> entry[1] >> entry[2])) fail("\"" + line + "\" is not three numbers");
+            if (cube.table.size() >= cube.size * cube.size * cube.size)
+                fail(cube.size == 0 ? "an entry comes before LUT_3D_SIZE" : "there are too many entries");
             cube.table.push_back(entry);
         }
     }
@@ -67,6 +67,16 @@ Cube readCube(const std::filesystem::path& file) {
         fail("there are " + std::to_string(cube.table.size()) + " entries, not " +
              std::to_string(cube.size * cube.size * cube.size));
     return cube;
+}
+
+Cube readCube(const std::filesystem::path& file) {
+    const auto bytes = qkzhost::readFile(file);
+    std::istringstream lines(std::string(bytes.begin(), bytes.end()));
+    try {
+        return readCube(lines);
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(file.string() + ": " + error.what());
+    }
 }
 
 }  // namespace qkz

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <filesystem>
+#include <iosfwd>
 #include <vector>
 
 namespace qkz {
@@ -11,11 +12,13 @@ struct Cube {
     std::size_t size = 0;                      // entries along each side, 2..256
     std::vector<std::array<double, 3>> table;  // red, green, blue of each entry; red runs fastest
 
-    /// The table between its entries, by trilinear interpolation; each argument in 0..1.
+    /// The table between its entries, by trilinear interpolation; an argument outside 0..1 counts as the
+    /// nearer end.
     std::array<double, 3> at(double red, double green, double blue) const;
 };
 
-/// Throws std::runtime_error with the reason.
+/// Each throws std::runtime_error with the reason.
+Cube readCube(std::istream&);
 Cube readCube(const std::filesystem::path&);
 
 }  // namespace qkz
