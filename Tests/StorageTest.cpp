@@ -80,6 +80,22 @@ TEST(Storage, DescriptionOfGdLiesWithinItsImage) {
     }
 }
 
+TEST(Storage, PixmapOfNoSizeIsDrawnIntoACopy) {
+    if (!pixmapObstacle().empty()) GTEST_SKIP() << pixmapObstacle();
+    Plugin host({.version = 2016.04, .storage = Storage::pixmap});
+    const Image image = numbered(Format::rgb, 8, 12);  // GDK would take -1 for all of it
+    const OwnedPicture picture = makePicture(host, image);
+    for (std::int32_t REALpictureDescription::*side :
+         {&REALpictureDescription::width, &REALpictureDescription::height}) {
+        host.answerLock = [&](PictureHandle p, REALpictureDescription& d, bool locked) {
+            if (p == picture.get()) d.*side = -1;
+            return locked;
+        };
+        const Owned packed(host, host.call("PicturetoBinaryStringQKZ", {picture.get()}).string());
+        EXPECT_EQ(host.text(packed).size(), 40U + 8 * 12 * 3);
+    }
+}
+
 /// A Cairo context on an image surface of its own.
 Context contextOn(cairo_surface_t* surface) {
     Context context(cairo_create(surface), &cairo_destroy);

@@ -156,6 +156,7 @@ bool PictureEditor::GetPictureEditorGdkPixmap(REALpictureStruct* source) {
     Application.desktop = true;
     if (!description.handle) return fail("the pixmap is nil.");
     if (description.nativeType != pictureGdkPixmap) return fail("picture type is not GdkPixmap.");
+    if (description.width < 1 || description.height < 1) return false;  // would stand for the whole pixmap
     if (!LoadGTK()) return fail("Load GTK failed.");
     GdkPixbuf* const copy =
         Gdk.gdk_pixbuf_get_from_drawable
