@@ -7,6 +7,8 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "Imports.h"
+
 namespace qkzhost {
 namespace {
 
@@ -53,6 +55,7 @@ void Host::load(const std::filesystem::path& file) {
             if (const auto at = reason.find(prefix); at != reason.npos) reason.erase(at, prefix.size());
             throw std::runtime_error(file.string() + ": " + reason);
         }
+        if (allowImport) redirectImports(library);
         entry = dlsym(library, "REALPluginMain");
     }
     if (!entry) throw std::runtime_error(file.string() + " has no REALPluginMain");
@@ -71,17 +74,32 @@ int Host::called(std::string_view name) const {
     return found == faults_.end() ? 0 : found->second.called;
 }
 
+bool Host::succeeds(std::string_view name) {
+    const std::lock_guard turn(services_);
+    return enter(fault(name), nullptr);
+}
+
+std::vector<std::string> Host::names() const {
+    std::vector<std::string> all;
+    for (const auto& [name, state] : faults_) all.push_back(name);
+    return all;
+}
+
 void Host::failCall(std::string_view name, int nth, Failure how) {
     Fault& state = fault(name);
     state.failIn = nth;
     state.failure = how;
 }
 
-bool Host::enter(Fault& state) {
+bool Host::enter(Fault& state, const void* firstArgument) {
     state.called++;
     if (state.failIn == 0 || --state.failIn != 0) return true;
+    failedOn = firstArgument;
     switch (state.failure) {
         case Failure::neutral:
+            break;
+        case Failure::lasting:
+            state.failIn = 1;
             break;
         case Failure::raises:
             if (pending_) break;

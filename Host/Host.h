@@ -54,8 +54,8 @@ struct RaisedException {
 std::ostream& operator<<(std::ostream&, const RaisedException&);
 
 /// What a call that is made to fail does besides giving the neutral result: nothing, raising a host
-/// exception, or throwing an InjectedError or an int into the plug-in.
-enum class Failure { neutral, raises, throwsError, throwsNumber };
+/// exception, throwing an InjectedError or an int into the plug-in, or nothing as do all later calls.
+enum class Failure { neutral, raises, throwsError, throwsNumber, lasting };
 struct InjectedError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -105,10 +105,20 @@ class Host {
     /// How often looked up, and how often called.
     int asked(std::string_view name) const;
     int called(std::string_view name) const;
+    /// Counts a call of something that is not the host's, and tells whether it is to succeed.
+    bool succeeds(std::string_view name);
+    /// Every name that was looked up, called or given to these functions.
+    std::vector<std::string> names() const;
+    /// The first argument, if it is an address, of the latest call that was made to fail.
+    const void* failedOn = nullptr;
 
     /// Replaces the answer to a lock of a picture's description: is given the picture, the description that
     /// would be answered, to be changed, and whether the lock would succeed; returns whether it does.
     std::function<bool(REALpictureStruct*, REALpictureDescription&, bool)> answerLock;
+
+    /// Set before a plug-in is loaded: is asked before each of its own calls of the C library for memory, a
+    /// library, a symbol or output whether it is to succeed. What succeeds in being written goes nowhere.
+    std::function<bool()> allowImport;
 
     // What the plug-in told.
 
@@ -197,7 +207,7 @@ class Host {
     static void* resolve(const char* name) noexcept;
     Fault& fault(std::string_view name) { return faults_[canonical(name)]; }
     /// Counts a call. When it is to fail, raises or throws as asked for, or returns false.
-    bool enter(Fault&);
+    bool enter(Fault&, const void* firstArgument);
     Picture& picture(REALpictureStruct*);
     std::uint32_t at(REALpictureStruct*, int x, int y);
     void add(Registration);

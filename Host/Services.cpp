@@ -28,6 +28,13 @@ using Function = void*;
 struct Services {
     // ---- the seam: one call at a time, counting, faults, and nothing else thrown into the plug-in
 
+    static const void* addressIn() { return nullptr; }
+    template <class First, class... Others>
+    static const void* addressIn(First first, Others...) {
+        if constexpr (std::is_convertible_v<First, const void*>) return first;
+        return nullptr;
+    }
+
     template <Name name, auto service>
     struct Entry;
     template <Name name, class R, class... A, R (*service)(Host&, A...)>
@@ -38,7 +45,7 @@ struct Services {
             Host& host = Host::current();
             const std::lock_guard turn(host.services_);
             if (std::exchange(knownHost, host.number_) != host.number_) state = &host.fault(name.text);
-            if (host.enter(*state)) try {
+            if (host.enter(*state, addressIn(arguments...))) try {
                     return service(host, arguments...);
                 } catch (const InjectedError&) {
                     throw;
@@ -112,7 +119,7 @@ struct Services {
         return classExists(host, name) ? reinterpret_cast<REALclassStruct*>(&state) : nullptr;
     }
     static ObjectRef newInstance(Host& host, Text name) {
-        if (!classExists(host, name) || !host.enter(host.fault(name))) return nullptr;
+        if (!classExists(host, name) || !host.enter(host.fault(name), nullptr)) return nullptr;
         if (sameText(name, "Picture")) return host.objects_.add(std::make_unique<Picture>()).handle();
         if (sameText(name, "MemoryBlock")) return host.objects_.add(std::make_unique<MemoryBlock>()).handle();
         if (isException(name)) return host.objects_.add(std::make_unique<Exception>(name)).handle();
