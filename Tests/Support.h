@@ -92,7 +92,7 @@ int unmultiplied(int alpha, int product);
 /// A failure while one is alive tells where it was made, and its seed.
 class Random {
  public:
-    /// What is drawn comes from the bytes until they are spent, and then from the seed.
+    /// What is drawn comes from the bytes until they are spent.
     explicit Random(std::uint64_t seed, std::span<const std::uint8_t> bytes = {},
                     const char* file = __builtin_FILE(), int line = __builtin_LINE())
         : engine_(seed), bytes_(bytes), trace_(file, line, "seed " + std::to_string(seed)) {}

@@ -37,8 +37,8 @@ class Arguments;
 class Room : public Host {
  public:
     explicit Room(const Scene&, const std::function<void(Host&)>& prepare = {});
-    /// Calls the function with values made from the seed, and changed. Whatever this breaks or leaves is a
-    /// finding; a release that was made to fail may keep what it was for.
+    /// Calls the function with values that are the same each time but for the change. Whatever this breaks or
+    /// leaves is a finding; a release that was made to fail may keep what it was for.
     std::string call(const std::function<void(Arguments&)>& change = {}, std::string_view failing = {});
     /// The same call once more must have this outcome, or the other.
     void expect(const std::string& outcome, const std::string& other = "");

@@ -92,7 +92,7 @@ int main(int count, char** arguments) {
     app.require_subcommand(1)->fallthrough();
     app.add_option("--seed", seed, "of order and values");
     app.add_option("--seconds", seconds, "for each mode: stop then, and go on until then with other values");
-    app.add_option("--share", share, "this part of all scenes, chosen by the seed");
+    app.add_option("--share", share, "this part of all scenes, another for each seed");
     app.add_option("--only", only, "scenes whose names have this text");
     app.add_subcommand("all");
     for (const auto& [name, mode] : modes) app.add_subcommand(name);
