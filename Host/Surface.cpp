@@ -133,6 +133,7 @@ class Gdk {
                   int height) = nullptr;
     std::uint8_t* (*pixels)(const void* pixbuf) = nullptr;
     void (*unref)(void* object) = nullptr;
+    int (*iterate)(void* context, int mayBlock) = nullptr;
     std::string obstacle;
 
  private:
@@ -152,6 +153,7 @@ class Gdk {
         find(library, "gdk_pixbuf_get_from_drawable", grab);
         find(library, "gdk_pixbuf_get_pixels", pixels);
         find(library, "g_object_unref", unref);
+        find(library, "g_main_context_iteration", iterate);
         if (obstacle.empty() && !init(nullptr, nullptr)) obstacle = "there is no display";
     }
     template <class F>
@@ -170,6 +172,10 @@ class PixmapSurface : public Surface {
         const std::uint32_t black[3] = {};  // a GdkColor
         gdk().setForeground(gc_.get(), black);
         gdk().drawRectangle(pixmap_.get(), gc_.get(), 1, 0, 0, w, h);
+    }
+    /// Reading a pixmap brings events, which an application takes in its event loop. They would pile up here.
+    ~PixmapSurface() override {
+        while (gdk().iterate(nullptr, 0)) continue;
     }
     void* nativeHandle(std::uint32_t nativeType) override {
         return nativeType == pictureGdkPixmap ? pixmap_.get() : nullptr;
