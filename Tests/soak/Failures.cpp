@@ -92,7 +92,7 @@ void failAsked(const Scene& scene, bool imports) {
     for (const auto& [name, times] : looked) {
         if (times == 0) continue;
         trying("without " + name);
-        Room room(scene, [&](Host& host) { host.omit(name); });
+        Room room(scene, [&omitted = name](Host& host) { host.omit(omitted); });
         for (int i = 0; i < 2; i++) room.call();
     }
 }
