@@ -29,8 +29,10 @@ void RaiseException(const char* className, REALstringStruct* message, std::int64
 
 void RaiseException(const char* className, const char* message, std::uint32_t /*encoding*/,
                     std::int64_t errorNumber) {
-    REALstringStruct* text = CString2RB(message, REALencodingUTF8);
+    REALstringStruct* text = nullptr;
     const rbFreeLater guard(text);
+    // Not by CString2RB, which would raise an exception of its own should the host throw here.
+    Quietly([&] { text = built(message, REALencodingUTF8); });
     RaiseException(className, text, errorNumber);
 }
 
@@ -66,10 +68,7 @@ void CaughtException::Describe(const std::exception& exception) noexcept {
 
 void RaiseCaught(const CaughtException& caught) noexcept {
     if (caught.Unnamed()) LogWhenDebugging("Unnamed C++ Exception.");
-    REALstringStruct* message = nullptr;
-    const rbFreeLater guard(message);
-    Quietly([&] { message = built(caught.Message(), REALencodingUTF8); });
-    Quietly([&] { RaiseException(caught.ClassName(), message, 0); });
+    Quietly([&] { RaiseException(caught.ClassName(), caught.Message()); });
 }
 
 void LogCaught(const CaughtException& caught) noexcept { LogWhenDebugging(caught.Message()); }

@@ -37,15 +37,24 @@ void callDrawPicture(void* method, REALgraphicsStruct* graphics, REALpictureStru
     reinterpret_cast<DrawPicture>(method)(graphics, source, 0, 0, w, h, 0, 0, w, h);
 }
 
+using SetMask = void (*)(REALobjectStruct*, REALpictureStruct*);
+
+SetMask maskSetter(REALpictureStruct* picture) {
+    return objectMethod<SetMask>(picture, "Mask(assigns newMask As Picture)");
+}
+
 /// Takes an opaque picture's mask off and puts it back at scope end, whatever happens until then.
 class DetachedMask {
  public:
     explicit DetachedMask(REALpictureStruct* of) : DetachedMask(of, MyREALGetPictureMask(of, false)) {
-        if (mask) AssignMask(picture, nullptr);  // should this throw, the destructor runs all the same
+        // Looked up once: what takes the mask off has to be there to put it back. Should anything throw here,
+        // the destructor runs all the same.
+        if (mask) setMask = maskSetter(picture);
+        if (setMask) setMask(picture, nullptr);
     }
     ~DetachedMask() {
         const rbFreeLater guard(mask);
-        if (mask) Quietly([this] { AssignMask(picture, mask); });
+        if (setMask) Quietly([this] { setMask(picture, mask); });
     }
     DetachedMask(const DetachedMask&) = delete;
     DetachedMask& operator=(const DetachedMask&) = delete;
@@ -55,6 +64,7 @@ class DetachedMask {
 
     REALpictureStruct* picture;
     REALpictureStruct* mask;
+    SetMask setMask = nullptr;
 };
 
 }  // namespace
@@ -120,10 +130,7 @@ REALpictureStruct* MyREALGetPictureMask(REALpictureStruct* picture, bool create)
 
 bool AssignMask(REALpictureStruct* picture, REALpictureStruct* mask) {
     if (!picture) return false;
-    using SetMask = void (*)(REALobjectStruct*, REALpictureStruct*);
-    if (const auto setMask = objectMethod<SetMask>(picture, "Mask(assigns newMask As Picture)")) {
-        setMask(picture, mask);
-    }
+    if (const SetMask setMask = maskSetter(picture)) setMask(picture, mask);
     return true;
 }
 
