@@ -10,7 +10,7 @@
 
 namespace qkzsoak {
 
-/// Every thread calls every function, in an order of its own.
+/// Every thread calls every function, all in the same order.
 void race(const Scene& scene) {
     if (scene.storage.settings.storage == Storage::pixmap) return;  // GDK is for one thread
     std::vector<std::pair<std::size_t, std::string>> calls;         // which function, and its outcome
