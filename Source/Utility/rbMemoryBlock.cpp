@@ -16,9 +16,7 @@ void makeBlock(void* request) {
     auto& [size, block, done] = *static_cast<NewBlock*>(request);
     block = static_cast<REALmemoryBlockStruct*>(REALnewInstance("MemoryBlock"));
     if (!block) return;
-    using Constructor = void (*)(REALobjectStruct*, RBInteger);
-    const auto construct =
-        reinterpret_cast<Constructor>(REALLoadObjectMethod(block, "Constructor(bytes as Integer)"));
+    auto* const construct = ObjectMethod(block, hostmethod::constructMemoryBlock);
     if (!construct) return;
     construct(block, size);
     done = MyREALMemoryBlockGetSize(block) >= size;
