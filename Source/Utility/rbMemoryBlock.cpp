@@ -16,7 +16,7 @@ void makeBlock(void* request) {
     auto& [size, block, done] = *static_cast<NewBlock*>(request);
     block = static_cast<REALmemoryBlockStruct*>(REALnewInstance("MemoryBlock"));
     if (!block) return;
-    auto* const construct = ObjectMethod(block, hostmethod::constructMemoryBlock);
+    auto* const construct = objectMethod(block, hostmethod::constructMemoryBlock);
     if (!construct) return;
     construct(block, size);
     done = MyREALMemoryBlockGetSize(block) >= size;
@@ -38,6 +38,6 @@ REALmemoryBlockStruct* MyREALNewMemoryBlock(std::int64_t size) {
     const rbFreeLater blockGuard(request.block);
     REALobjectStruct* exception = nullptr;
     const rbFreeLater exceptionGuard(exception);
-    Quietly([&] { exception = REALCallFunctionWithExceptionHandler(makeBlock, &request); });
+    quietly([&] { exception = REALCallFunctionWithExceptionHandler(makeBlock, &request); });
     return request.done ? std::exchange(request.block, nullptr) : nullptr;
 }

@@ -24,7 +24,7 @@ void setIntegerProperty(REALpictureStruct* picture, const char* name, std::int64
 template <class Number>
 bool drawBy(const hostmethod::DrawPicture<Number>& method, REALgraphicsStruct* graphics,
             REALpictureStruct* source, std::int64_t width, std::int64_t height) {
-    auto* const draw = ObjectMethod(graphics, method);
+    auto* const draw = objectMethod(graphics, method);
     if (!draw) return false;
     const auto w = static_cast<Number>(width);
     const auto h = static_cast<Number>(height);
@@ -38,12 +38,12 @@ class DetachedMask {
     explicit DetachedMask(REALpictureStruct* of) : DetachedMask(of, MyREALGetPictureMask(of, false)) {
         // Looked up once: what takes the mask off has to be there to put it back. Should anything throw here,
         // the destructor runs all the same.
-        if (mask_) setMask_ = ObjectMethod(picture_, hostmethod::setMask);
+        if (mask_) setMask_ = objectMethod(picture_, hostmethod::setMask);
         if (setMask_) setMask_(picture_, nullptr);
     }
     ~DetachedMask() {
         const rbFreeLater guard(mask_);
-        if (setMask_) Quietly([this] { setMask_(picture_, mask_); });
+        if (setMask_) quietly([this] { setMask_(picture_, mask_); });
     }
     DetachedMask(const DetachedMask&) = delete;
     DetachedMask& operator=(const DetachedMask&) = delete;
@@ -108,7 +108,7 @@ bool PictureHasAlphaChannel(REALpictureStruct* picture) {
 
 REALpictureStruct* MyREALGetPictureMask(REALpictureStruct* picture, bool create) {
     if (HostVersion() > 2020.0) {
-        if (auto* const mask = ObjectMethod(picture, hostmethod::getMask)) return mask(picture, create);
+        if (auto* const mask = objectMethod(picture, hostmethod::getMask)) return mask(picture, create);
         LogWhenDebugging("No Mask function!?");
     }
     return REALGetPictureMask(picture, create);
@@ -116,7 +116,7 @@ REALpictureStruct* MyREALGetPictureMask(REALpictureStruct* picture, bool create)
 
 bool AssignMask(REALpictureStruct* picture, REALpictureStruct* mask) {
     if (!picture) return false;
-    if (auto* const setMask = ObjectMethod(picture, hostmethod::setMask)) setMask(picture, mask);
+    if (auto* const setMask = objectMethod(picture, hostmethod::setMask)) setMask(picture, mask);
     return true;
 }
 
@@ -132,7 +132,7 @@ REALpictureStruct* NewPictureWithAlphaChannel(std::int64_t width, std::int64_t h
         return nullptr;
     }
     const rbFreeLater guard(picture);
-    auto* const construct = ObjectMethod(picture, hostmethod::constructPicture);
+    auto* const construct = objectMethod(picture, hostmethod::constructPicture);
     if (!construct) {
         LogWhenDebugging("Failed to get picture constructor.");
         return nullptr;
@@ -181,7 +181,7 @@ bool DrawPictureInto(REALpictureStruct* destination, REALpictureStruct* source, 
 }
 
 REALpictureStruct* BestRepresentation(REALpictureStruct* picture) {
-    auto* const representation = ObjectMethod(picture, hostmethod::bestRepresentation);
+    auto* const representation = objectMethod(picture, hostmethod::bestRepresentation);
     if (!representation) return nullptr;
     return representation(picture, GetPictureWidth(picture), GetPictureHeight(picture), 4.0);
 }

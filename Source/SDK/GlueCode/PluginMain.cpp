@@ -90,7 +90,7 @@ const char* REALGetStringContents(REALstringStruct* string, std::int64_t* length
     static constinit std::atomic<RBInteger (*)(REALstringStruct*)> slot = nullptr;
     auto* lengthInBytes = slot.load(std::memory_order_relaxed);
     if (!lengthInBytes) {
-        lengthInBytes = GlobalMethod(hostmethod::lenB);
+        lengthInBytes = globalMethod(hostmethod::lenB);
         slot.store(lengthInBytes, std::memory_order_relaxed);
     }
     if (lengthInBytes) *length = lengthInBytes(string);

@@ -165,10 +165,10 @@ const char* REALGetStringContents(REALstringStruct* string, std::int64_t* length
 
 /// The address of a global method, or of an object's; null when the host has none of that declaration.
 template <class Signature>
-Signature* GlobalMethod(const HostFunctionType<Signature>& method) {
+Signature* globalMethod(const HostFunctionType<Signature>& method) {
     return reinterpret_cast<Signature*>(REALLoadFrameworkMethod(method.name));
 }
 template <class Signature>
-Signature* ObjectMethod(REALobjectStruct* object, const HostFunctionType<Signature>& method) {
+Signature* objectMethod(REALobjectStruct* object, const HostFunctionType<Signature>& method) {
     return reinterpret_cast<Signature*>(REALLoadObjectMethod(object, method.name));
 }
