@@ -17,7 +17,7 @@
 namespace qkzhost {
 namespace {
 
-bool fails() { return !Host::current().allowImport(); }
+bool fails() { return !Host::current().faults.allowImport(); }
 
 struct StandIn {
     template <class Function>

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 #include <vector>
 
 namespace qkzhost {
@@ -239,6 +240,23 @@ void Surface::read(int x, int y, int count, std::uint32_t* words) {
 
 void Surface::write(int x, int y, int count, const std::uint32_t* words) {
     std::memcpy(row(y) + std::ptrdiff_t{x} * 4, words, static_cast<std::size_t>(count) * 4);
+}
+
+std::uint32_t Surface::word(int x, int y) {
+    if (x < 0 || y < 0 || x >= width || y >= height) {
+        throw std::out_of_range("no pixel at " + std::to_string(x) + ", " + std::to_string(y));
+    }
+    std::uint32_t word = 0;
+    read(x, y, 1, &word);
+    return word;
+}
+
+std::vector<std::uint32_t> Surface::argb() {
+    const auto count = static_cast<std::size_t>(width);
+    std::vector<std::uint32_t> words(count * static_cast<std::size_t>(height));
+    for (int y = 0; y < height; ++y) read(0, y, width, words.data() + static_cast<std::size_t>(y) * count);
+    for (std::uint32_t& word : words) word = toArgb(word);
+    return words;
 }
 
 std::unique_ptr<Surface> Surface::create(Storage storage, std::int64_t width, std::int64_t height, bool alpha,
