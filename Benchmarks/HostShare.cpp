@@ -27,18 +27,11 @@ struct Stopwatch {
     double start = now();
 };
 
-// A service's name as a template argument.
-template <std::size_t N>
-struct Name {
-    constexpr Name(const char (&literal)[N]) { std::copy_n(literal, N, text); }
-    char text[N];
-};
-
 /// Stands before a function of the host and times it.
-template <Name name, class Signature>
+template <const auto& type>
 struct Timed;
-template <Name name, class R, class... A>
-struct Timed<name, R(A...)> {
+template <class R, class... A, const HostFunctionType<R(A...)>& type>
+struct Timed<type> {
     static inline R (*real)(A...) = nullptr;
     static R call(A... arguments) {
         const Stopwatch stopwatch;
@@ -54,55 +47,41 @@ struct Entry {
     const char* name;
     void* (*before)(void* function);
 };
-template <Name name, class Signature>
-constexpr Entry timed{name.text, &Timed<name, Signature>::before};
+template <const auto& type>
+constexpr Entry timed{type.name, &Timed<type>::before};
 
 void* withTimer(std::span<const Entry> entries, const char* name, void* function) {
-    for (const Entry& entry : entries)
+    for (const Entry& entry : entries) {
         if (function && std::strcmp(entry.name, name) == 0) return entry.before(function);
+    }
     return function;
 }
 
-using Text = const char*;
-using Object = REALobjectStruct*;
-using String = REALstringStruct*;
-using Block = REALmemoryBlockStruct*;
-
 constexpr Entry objectMethods[] = {
-    timed<"BestRepresentation(width As Integer, height As Integer, scale As Double) As Picture",
-          Pic(Object, RBInteger, RBInteger, double)>,
-    timed<"Mask(create As Boolean = True) As Picture", Pic(Object, RBBoolean)>,
-    timed<"Constructor(width as integer, height as integer)", void(Object, RBInteger, RBInteger)>,
+    timed<hostmethod::bestRepresentation>,
+    timed<hostmethod::getMask>,
+    timed<hostmethod::constructPicture>,
 };
 
 // What operations on Cairo pictures ask the host for; the registration at the start is not timed.
 constexpr Entry services[] = {
-    timed<"REALLockObject", void(Object)>,
-    timed<"REALUnlockObject", void(Object)>,
-    timed<"PluginNewInstance", Object(Text)>,
-    timed<"REALLoadObjectMethod", void*(Object, Text)>,
-    timed<"REALInDebugMode", RBBoolean()>,
-    timed<"REALGetPropValueInteger", RBBoolean(Object, Text, RBInteger*)>,
-    timed<"REALGetPropValueBool", RBBoolean(Object, Text, RBBoolean*)>,
-    timed<"REALSetPropValueInteger", RBBoolean(Object, Text, RBInteger)>,
-    timed<"PluginGetStringData", RBBoolean(String, std::uint32_t, REALstringData*)>,
-    timed<"PluginDisposeStringData", void(REALstringData*)>,
-    timed<"REALBuildString", String(Text, std::int32_t)>,
-    timed<"REALBuildStringWithEncoding", String(Text, std::int32_t, std::uint32_t)>,
-    timed<"REALLockString", void(String)>,
-    timed<"REALUnlockString", void(String)>,
-    timed<"StringGetCString", Text(String)>,
-    timed<"REALGetStringEncoding", std::uint32_t(String)>,
-    timed<"REALSetStringEncoding", void(String, std::uint32_t)>,
-    timed<"REALLockPictureDescription", RBBoolean(Pic, REALpictureDescription*, std::uint32_t)>,
-    timed<"unlockPictureDescription", void(Pic)>,
-    timed<"REALPictureClearCache", void(Pic)>,
-    timed<"REALGetPictureMask", Pic(Pic, RBBoolean)>,
-    timed<"newPicture", Pic(RBInteger, RBInteger, RBInteger)>,
-    timed<"PluginPictureGetType", RBInteger(Pic)>,
-    timed<"memoryBlockGetPtr", void*(Block)>,
-    timed<"memoryBlockGetSize", RBInteger(Block)>,
+    timed<service::REALLockObject>,           timed<service::REALUnlockObject>,
+    timed<service::PluginNewInstance>,        timed<service::REALLoadObjectMethod>,
+    timed<service::REALInDebugMode>,          timed<service::REALGetPropValueInteger>,
+    timed<service::REALGetPropValueBool>,     timed<service::REALSetPropValueInteger>,
+    timed<service::PluginGetStringData>,      timed<service::PluginDisposeStringData>,
+    timed<service::REALBuildString>,          timed<service::REALBuildStringWithEncoding>,
+    timed<service::REALLockString>,           timed<service::REALUnlockString>,
+    timed<service::StringGetCString>,         timed<service::REALGetStringEncoding>,
+    timed<service::REALSetStringEncoding>,    timed<service::REALLockPictureDescription>,
+    timed<service::unlockPictureDescription>, timed<service::REALPictureClearCache>,
+    timed<service::REALGetPictureMask>,       timed<service::newPicture>,
+    timed<service::PluginPictureGetType>,     timed<service::memoryBlockGetPtr>,
+    timed<service::memoryBlockGetSize>,
 };
+
+using Text = const char*;
+using Object = REALobjectStruct*;
 
 void* (*realResolver)(Text) = nullptr;
 void* (*realLoadObjectMethod)(Object, Text) = nullptr;
@@ -113,7 +92,7 @@ void* loadObjectMethod(Object object, Text declaration) {
 
 void* resolve(Text name) {
     void* function = realResolver(name);
-    if (function && std::strcmp(name, "REALLoadObjectMethod") == 0) {
+    if (function && name == std::string_view(service::REALLoadObjectMethod.name)) {
         realLoadObjectMethod = reinterpret_cast<void* (*)(Object, Text)>(function);
         function = reinterpret_cast<void*>(&loadObjectMethod);
     }
@@ -127,12 +106,13 @@ void timedMain(void* (*resolver)(Text)) {
     realMain(&resolve);
 }
 
+constexpr HostFunctionType<void()> emptyFunction{""};
 void nothing() {}
 
 /// Ticks that timing a host call adds to the time around it (first) and to its own (second).
 std::pair<double, double> costOfTiming() {
-    Timed<"", void()>::before(reinterpret_cast<void*>(&nothing));
-    void (*volatile call)() = &Timed<"", void()>::call;
+    Timed<emptyFunction>::before(reinterpret_cast<void*>(&nothing));
+    void (*volatile call)() = &Timed<emptyFunction>::call;
     std::pair best{1e9, 1e9};
     for (int batch = 0; batch < 100; batch++) {
         constexpr int calls = 1000;

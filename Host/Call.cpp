@@ -144,14 +144,14 @@ bool Host::setProperty(REALobjectStruct* handle, std::string_view name, const Va
     }
 }
 
-std::optional<Value> Host::property(std::string_view module, std::string_view name) {
+std::optional<Value> Host::property(std::string_view module, std::string_view name) const {
     const Registration* owner = registry.registration(module);
     const RegisteredProperty* found = owner ? owner->property(name) : nullptr;
     if (!found || !found->getter) return {};
     return callNative(found->getter, {}, typeNamed(found->type));
 }
 
-bool Host::setProperty(std::string_view module, std::string_view name, const Value& value) {
+bool Host::setProperty(std::string_view module, std::string_view name, const Value& value) const {
     const Registration* owner = registry.registration(module);
     const RegisteredProperty* found = owner ? owner->property(name) : nullptr;
     if (!found || !found->setter) return false;

@@ -69,19 +69,19 @@ class Host {
 
     /// Calls the overload that fits. The first argument is the object where there is one. Throws
     /// std::invalid_argument when none fits.
-    Value call(std::string_view method, const std::vector<Value>& arguments);
+    Value call(std::string_view name, const std::vector<Value>& arguments);
     /// `object.method(arguments) = value`.
-    Value assign(std::string_view method, std::vector<Value> arguments, Value value);
+    Value assign(std::string_view name, std::vector<Value> arguments, Value value);
     /// Missing arguments get their defaults. Throws std::invalid_argument naming the parameter that does
     /// not fit.
-    Value invoke(const Method&, const std::vector<Value>& arguments);
+    Value invoke(const Method&, const std::vector<Value>& given);
 
     /// Nothing when there is no such property.
     std::optional<Value> property(REALobjectStruct*, std::string_view name);
-    std::optional<Value> property(std::string_view module, std::string_view name);
+    std::optional<Value> property(std::string_view module, std::string_view name) const;
     /// False when there is none, or it does not take the value.
     bool setProperty(REALobjectStruct*, std::string_view name, const Value&);
-    bool setProperty(std::string_view module, std::string_view name, const Value&);
+    bool setProperty(std::string_view module, std::string_view name, const Value&) const;
 
  private:
     static void* resolve(const char* name) noexcept;

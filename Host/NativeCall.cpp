@@ -34,13 +34,13 @@ ffi_type* nativeType(Type type) {
 template <class T>
 T loadAs(const void* address) {
     T value;
-    std::memcpy(&value, address, sizeof value);
+    std::memcpy(&value, address, sizeof(T));
     return value;
 }
 
 template <class T>
 void storeAs(void* address, T value) {
-    std::memcpy(address, &value, sizeof value);
+    std::memcpy(address, &value, sizeof(T));
 }
 
 union Slot {

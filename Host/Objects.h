@@ -83,7 +83,7 @@ struct Exception : Object {
 
 /// An instance of a class that the plug-in registered; its data starts zeroed.
 struct Instance : Object {
-    explicit Instance(const Registration& type);
+    explicit Instance(const Registration& definition);
     std::optional<Value> get(std::string_view) override;
     bool set(std::string_view, const Value&) override;
     void dispose(ObjectTable&) override;

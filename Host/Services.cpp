@@ -11,13 +11,6 @@
 
 namespace qkzhost {
 
-// Names as template arguments.
-template <std::size_t N>
-struct Name {
-    constexpr Name(const char (&literal)[N]) { std::copy_n(literal, N, text); }
-    char text[N];
-};
-
 using ObjectRef = REALobjectStruct*;
 using PictureRef = REALpictureStruct*;
 using StringRef = REALstringStruct*;
@@ -35,25 +28,29 @@ struct Services {
         return nullptr;
     }
 
-    template <Name name, auto service>
+    /// Stands before the functions of one signature; one that is of another does not compile.
+    template <class Signature>
     struct Entry;
-    template <Name name, class R, class... A, R (*service)(Host&, A...)>
-    struct Entry<name, service> {
+    template <class R, class... A>
+    struct Entry<R(A...)> {
+        template <const HostFunctionType<R(A...)>& type, R (*function)(Host&, A...)>
         static R call(A... arguments) {
             static int knownHost = 0;  // the look-up by name is for the first call on each host
             static Faults::State* state = nullptr;
             Host& host = Host::current();
             const std::lock_guard turn(host.faults.mutex);
-            if (std::exchange(knownHost, host.number) != host.number) state = &host.faults.of(name.text);
-            if (host.faults.enter(*state, addressIn(arguments...))) try {
-                    return service(host, arguments...);
+            if (std::exchange(knownHost, host.number) != host.number) state = &host.faults.of(type.name);
+            if (host.faults.enter(*state, addressIn(arguments...))) {
+                try {
+                    return function(host, arguments...);
                 } catch (const InjectedError&) {
                     throw;
                 } catch (const std::bad_alloc&) {
-                    host.exceptions.raise("OutOfMemoryException", name.text);
+                    host.exceptions.raise("OutOfMemoryException", type.name);
                 } catch (const std::exception& error) {
-                    host.objects.note(std::string(name.text) + ": " + error.what());
+                    host.objects.note(std::string(type.name) + ": " + error.what());
                 }
+            }
             if constexpr (!std::is_void_v<R>) return R{};
         }
     };
@@ -114,7 +111,7 @@ struct Services {
     }
     static REALclassStruct* classRef(Host& host, Text name) {
         auto& state = host.faults.of(name);
-        state.asked++;
+        ++state.asked;
         // Any address will do that stays and is one for each class.
         return classExists(host, name) ? reinterpret_cast<REALclassStruct*>(&state) : nullptr;
     }
@@ -178,14 +175,14 @@ struct Services {
         if (!copy) return 0;
         std::memcpy(copy, bytes->c_str(), bytes->size() + 1);
         *out = {copy, bytes->size(), encoding, copy, 0};
-        host.objects.stringData++;
+        ++host.objects.stringData;
         return 1;
     }
     static void disposeStringData(Host& host, REALstringData* data) {
         if (!data->privateData) return host.objects.note("string data is disposed twice");
         std::free(data->privateData);
         *data = {};
-        host.objects.stringData--;
+        --host.objects.stringData;
     }
     static StringRef buildWithEncoding(Host& host, const void* bytes, std::int32_t length,
                                        std::uint32_t encoding) {
@@ -231,14 +228,14 @@ struct Services {
         if (host.faults.answerLock) locked = host.faults.answerLock(handle, answer, locked);
         if (!locked) return 0;
         *out = answer;
-        picture->descriptionLocks++;
+        ++picture->descriptionLocks;
         return 1;
     }
     static void unlockDescription(Host& host, PictureRef handle) {
         Picture* picture = find<Picture>(host, handle, "unlock picture description");
         if (!picture) return;
         if (picture->descriptionLocks == 0) return host.objects.note("a picture is unlocked but not locked");
-        picture->descriptionLocks--;
+        --picture->descriptionLocks;
     }
     static void clearCache(Host& host, PictureRef handle) { find<Picture>(host, handle, "clear cache"); }
     static PictureRef pictureMask(Host& host, PictureRef handle, RBBoolean create) {
@@ -261,15 +258,14 @@ struct Services {
     }
     /// The buffer is the host's from here on, also when no picture comes of it.
     static PictureRef pictureFromBuffer(Host& host, std::uint32_t width, std::uint32_t height,
-                                        std::int32_t pixelType, const std::uint8_t* bytes,
-                                        std::uint32_t rowBytes) {
+                                        std::int32_t pixelType, void* bytes, std::uint32_t rowBytes) {
         if (!bytes || pixelType != REALpixelRGB || rowBytes < std::uint64_t{width} * 3) return nullptr;
         OwnedPicture picture = host.newPicture(width, height);
         if (!picture) return nullptr;
         Surface& surface = host.objects.surface(picture);
         std::vector<std::uint32_t> words(width);
         for (std::uint32_t y = 0; y < height; ++y) {
-            const std::uint8_t* rgb = bytes + std::size_t{y} * rowBytes;
+            const auto* rgb = static_cast<const std::uint8_t*>(bytes) + std::size_t{y} * rowBytes;
             for (std::uint32_t& word : words) {
                 word = surface.fromArgb(0xFF000000u |
                                         static_cast<std::uint32_t>(rgb[0] << 16 | rgb[1] << 8 | rgb[2]));
@@ -282,8 +278,9 @@ struct Services {
     static PictureRef buildFromBuffer(std::uint32_t width, std::uint32_t height, std::int32_t pixelType,
                                       void* bytes, std::uint32_t rowBytes) {
         const std::unique_ptr<void, decltype(&std::free)> owned(bytes, &std::free);
-        return Entry<"REALBuildPictureFromBuffer", pictureFromBuffer>::call(
-            width, height, pixelType, static_cast<std::uint8_t*>(bytes), rowBytes);
+        return Entry<PictureRef(std::uint32_t, std::uint32_t, std::int32_t, void*, std::uint32_t)>::call<
+            service::REALBuildPictureFromBuffer, pictureFromBuffer>(width, height, pixelType, bytes,
+                                                                    rowBytes);
     }
     static std::int64_t pictureType(Host& host, PictureRef handle) {
         const Picture* picture = find<Picture>(host, handle, "picture type");
@@ -303,7 +300,7 @@ struct Services {
 
     // ---- methods of objects
 
-    static ObjectRef bestRepresentation(Host& host, ObjectRef handle, std::int64_t, std::int64_t, double) {
+    static PictureRef bestRepresentation(Host& host, ObjectRef handle, std::int64_t, std::int64_t, double) {
         const Picture* picture = find<Picture>(host, handle, "BestRepresentation");
         return picture ? OwnedPicture(picture->representation).release() : nullptr;
     }
@@ -347,9 +344,13 @@ struct Services {
 
     // ---- the tables
 
-    template <Name name, auto service>
+    template <class Signature>
+    static Entry<Signature> entryOf(const HostFunctionType<Signature>&);
+
+    template <const auto& type, auto function>
     static std::pair<std::string, Function> entry() {
-        return {name.text, reinterpret_cast<Function>(&Entry<name, service>::call)};
+        using Before = decltype(entryOf(type));
+        return {type.name, reinterpret_cast<Function>(&Before::template call<type, function>)};
     }
 
     struct ObjectMethod {
@@ -357,33 +358,26 @@ struct Services {
         std::string declaration;  // canonical
         Function function;
     };
-    template <Name declaration, auto service>
+    template <const auto& type, auto function>
     static ObjectMethod method(Text className) {
-        return {className, canonical(declaration.text),
-                reinterpret_cast<Function>(&Entry<declaration, service>::call)};
+        const auto [declaration, address] = entry<type, function>();
+        return {className, canonical(declaration), address};
     }
 
     static Function loadObjectMethod(Host& host, ObjectRef handle, Text declaration) {
         static const std::vector<ObjectMethod> methods = {
-            method<"BestRepresentation(width As Integer, height As Integer, scale As Double) As Picture",
-                   bestRepresentation>("Picture"),
-            method<"Mask(create As Boolean = True) As Picture", getMask>("Picture"),
-            method<"Mask(assigns newMask As Picture)", setMask>("Picture"),
-            method<"Constructor(width as integer, height as integer)", constructPicture>("Picture"),
-            method<"Constructor(bytes as Integer)", constructBlock>("MemoryBlock"),
-            method<"DrawPicture(image As Picture, x As Double, y As Double, destWidth As Double = -10000, "
-                   "destHeight As Double = -10000, sourceX As Double = 0, sourceY As Double = 0, "
-                   "sourceWidth As Double = -10000, sourceHeight As Double = -10000)",
-                   drawPicture<double>>("Graphics"),
-            method<"DrawPicture(image As Picture, x As Integer, y As Integer, destWidth As Integer = -10000, "
-                   "destHeight As Integer = -10000, sourceX As Integer = 0, sourceY As Integer = 0, "
-                   "sourceWidth As Integer = -10000, sourceHeight As Integer = -10000)",
-                   drawPicture<std::int64_t>>("Graphics"),
+            method<hostmethod::bestRepresentation, bestRepresentation>("Picture"),
+            method<hostmethod::getMask, getMask>("Picture"),
+            method<hostmethod::setMask, setMask>("Picture"),
+            method<hostmethod::constructPicture, constructPicture>("Picture"),
+            method<hostmethod::constructMemoryBlock, constructBlock>("MemoryBlock"),
+            method<hostmethod::drawPicture, drawPicture<double>>("Graphics"),
+            method<hostmethod::drawPictureWhole, drawPicture<RBInteger>>("Graphics"),
         };
         const Object* object = host.objects.find(handle, declaration);
         const std::string wanted = canonical(declaration);
         auto& state = host.faults.of(declaration);
-        state.asked++;
+        ++state.asked;
         if (!object || state.omitted) return nullptr;
         for (const ObjectMethod& candidate : methods) {
             if (candidate.declaration != wanted || object->className != candidate.className) continue;
@@ -394,56 +388,56 @@ struct Services {
         return nullptr;
     }
     static Function loadGlobalMethod(Host& host, Text declaration) {
-        static const auto length = entry<"LenB( s as string ) as integer", lenB>();
+        static const auto length = entry<hostmethod::lenB, lenB>();
         auto& state = host.faults.of(declaration);
-        state.asked++;
+        ++state.asked;
         return !state.omitted && canonical(declaration) == canonical(length.first) ? length.second : nullptr;
     }
 
     static const std::unordered_map<std::string, Function>& table() {
         static const std::unordered_map<std::string, Function> services = {
-            entry<"REALGetRBVersion", version>(),
-            entry<"RegisterPluginVersion", sdkVersion>(),
-            entry<"PluginRegisterClass", registerClass<Registration::classType>>(),
-            entry<"PluginRegisterClassExtension", registerClass<Registration::extension>>(),
-            entry<"PluginRegisterModule", registerModule>(),
-            entry<"PluginRegisterMethod", registerMethod>(),
-            entry<"REALLockObject", lockObject>(),
-            entry<"REALUnlockObject", unlockObject>(),
-            entry<"pluginObjectType", classRef>(),
-            entry<"PluginNewInstance", newInstance>(),
-            entry<"REALLoadObjectMethod", loadObjectMethod>(),
-            entry<"REALLoadGlobalMethod", loadGlobalMethod>(),
-            entry<"PluginCallFunctionWithExceptionHandler", callWithHandler>(),
-            entry<"RuntimeRaiseException", raise>(),
-            entry<"REALInDebugMode", inDebugMode>(),
-            entry<"RuntimeMsgBox", messageBox>(),
-            entry<"REALGetPropValueInteger", getProperty<std::int64_t, std::int64_t>>(),
-            entry<"REALGetPropValueBool", getProperty<bool, RBBoolean>>(),
-            entry<"REALSetPropValueInteger", setInteger>(),
-            entry<"REALSetPropValueDouble", setDouble>(),
-            entry<"REALSetPropValueString", setString>(),
-            entry<"REALSetPropValueColor", setColor>(),
-            entry<"PluginGetStringData", stringData>(),
-            entry<"PluginDisposeStringData", disposeStringData>(),
-            entry<"REALBuildString", build>(),
-            entry<"REALBuildStringWithEncoding", buildWithEncoding>(),
-            entry<"REALLockString", lockString>(),
-            entry<"REALUnlockString", unlockString>(),
-            entry<"StringGetCString", stringContents>(),
-            entry<"REALGetStringEncoding", stringEncoding>(),
-            entry<"REALConvertString", convertString>(),
-            entry<"REALSetStringEncoding", setStringEncoding>(),
-            entry<"REALLockPictureDescription", lockDescription>(),
-            entry<"unlockPictureDescription", unlockDescription>(),
-            entry<"REALPictureClearCache", clearCache>(),
-            entry<"REALGetPictureMask", pictureMask>(),
-            entry<"pluginPictureGraphicsGetter", graphics>(),
-            entry<"newPicture", newPicture>(),
+            entry<service::REALGetRBVersion, version>(),
+            entry<service::RegisterPluginVersion, sdkVersion>(),
+            entry<service::PluginRegisterClass, registerClass<Registration::classType>>(),
+            entry<service::PluginRegisterClassExtension, registerClass<Registration::extension>>(),
+            entry<service::PluginRegisterModule, registerModule>(),
+            entry<service::PluginRegisterMethod, registerMethod>(),
+            entry<service::REALLockObject, lockObject>(),
+            entry<service::REALUnlockObject, unlockObject>(),
+            entry<service::pluginObjectType, classRef>(),
+            entry<service::PluginNewInstance, newInstance>(),
+            entry<service::REALLoadObjectMethod, loadObjectMethod>(),
+            entry<service::REALLoadGlobalMethod, loadGlobalMethod>(),
+            entry<service::PluginCallFunctionWithExceptionHandler, callWithHandler>(),
+            entry<service::RuntimeRaiseException, raise>(),
+            entry<service::REALInDebugMode, inDebugMode>(),
+            entry<service::RuntimeMsgBox, messageBox>(),
+            entry<service::REALGetPropValueInteger, getProperty<std::int64_t, std::int64_t>>(),
+            entry<service::REALGetPropValueBool, getProperty<bool, RBBoolean>>(),
+            entry<service::REALSetPropValueInteger, setInteger>(),
+            entry<service::REALSetPropValueDouble, setDouble>(),
+            entry<service::REALSetPropValueString, setString>(),
+            entry<service::REALSetPropValueColor, setColor>(),
+            entry<service::PluginGetStringData, stringData>(),
+            entry<service::PluginDisposeStringData, disposeStringData>(),
+            entry<service::REALBuildString, build>(),
+            entry<service::REALBuildStringWithEncoding, buildWithEncoding>(),
+            entry<service::REALLockString, lockString>(),
+            entry<service::REALUnlockString, unlockString>(),
+            entry<service::StringGetCString, stringContents>(),
+            entry<service::REALGetStringEncoding, stringEncoding>(),
+            entry<service::REALConvertString, convertString>(),
+            entry<service::REALSetStringEncoding, setStringEncoding>(),
+            entry<service::REALLockPictureDescription, lockDescription>(),
+            entry<service::unlockPictureDescription, unlockDescription>(),
+            entry<service::REALPictureClearCache, clearCache>(),
+            entry<service::REALGetPictureMask, pictureMask>(),
+            entry<service::pluginPictureGraphicsGetter, graphics>(),
+            entry<service::newPicture, newPicture>(),
             {"REALBuildPictureFromBuffer", reinterpret_cast<Function>(&buildFromBuffer)},
-            entry<"PluginPictureGetType", pictureType>(),
-            entry<"memoryBlockGetPtr", blockPointer>(),
-            entry<"memoryBlockGetSize", blockSize>(),
+            entry<service::PluginPictureGetType, pictureType>(),
+            entry<service::memoryBlockGetPtr, blockPointer>(),
+            entry<service::memoryBlockGetSize, blockSize>(),
         };
         return services;
     }

@@ -48,7 +48,7 @@ void rbData::clear() {
     rbFreeNow(memoryBlock);
     if (std::exchange(ownsStringData, false)) {
         LogWhenDebugging("REALDisposeStringData");
-        Quietly([this] { REALDisposeStringData(&stringData); });
+        quietly([this] { REALDisposeStringData(&stringData); });
     }
 }
 

@@ -32,7 +32,7 @@ void RaiseException(const char* className, const char* message, std::uint32_t /*
     REALstringStruct* text = nullptr;
     const rbFreeLater guard(text);
     // Not by CString2RB, which would raise an exception of its own should the host throw here.
-    Quietly([&] { text = built(message, REALencodingUTF8); });
+    quietly([&] { text = built(message, REALencodingUTF8); });
     RaiseException(className, text, errorNumber);
 }
 
@@ -40,45 +40,45 @@ void RaiseException(const char* className, const char* message, std::uint32_t en
     RaiseException(className, message, encoding, 0);
 }
 
-void CaughtException::Describe(const std::exception& exception) noexcept {
-    unnamed = false;
+void CaughtException::describe(const std::exception& exception) noexcept {
+    unnamed_ = false;
     const char* text = "C++ Exception";
     // Overflow and underflow deliberately share the out-of-bounds class, and out_of_range the range text.
     if (dynamic_cast<const std::bad_alloc*>(&exception)) {
         text = "Failed to allocate memory";
-        className = "OutOfMemoryException";
+        className_ = "OutOfMemoryException";
     } else if (dynamic_cast<const std::range_error*>(&exception) ||
                dynamic_cast<const std::out_of_range*>(&exception)) {
         text = "C++ reports range error";
-        className = "OutOfBoundsException";
+        className_ = "OutOfBoundsException";
     } else if (dynamic_cast<const std::overflow_error*>(&exception)) {
         text = "C++ reports overflow error";
-        className = "OutOfBoundsException";
+        className_ = "OutOfBoundsException";
     } else if (dynamic_cast<const std::underflow_error*>(&exception)) {
         text = "C++ reports underflow error";
-        className = "OutOfBoundsException";
+        className_ = "OutOfBoundsException";
     }
     const char* const description = exception.what();
     if (description && *description) {
-        std::snprintf(message, sizeof message, "%s: %s", text, description);
+        std::snprintf(message_, sizeof message_, "%s: %s", text, description);
     } else {
-        std::snprintf(message, sizeof message, "%s.", text);
+        std::snprintf(message_, sizeof message_, "%s.", text);
     }
 }
 
 void RaiseCaught(const CaughtException& caught) noexcept {
-    if (caught.Unnamed()) LogWhenDebugging("Unnamed C++ Exception.");
-    Quietly([&] { RaiseException(caught.ClassName(), caught.Message()); });
+    if (caught.unnamed()) LogWhenDebugging("Unnamed C++ Exception.");
+    quietly([&] { RaiseException(caught.className(), caught.message()); });
 }
 
-void LogCaught(const CaughtException& caught) noexcept { LogWhenDebugging(caught.Message()); }
+void LogCaught(const CaughtException& caught) noexcept { LogWhenDebugging(caught.message()); }
 
 void RaiseException(const std::exception& exception) {
     CaughtException caught;
-    caught.Describe(exception);
-    RaiseException(caught.ClassName(), caught.Message());
+    caught.describe(exception);
+    RaiseException(caught.className(), caught.message());
 }
 
 REALstringStruct* CString2RB(const char* text, std::uint32_t encoding) {
-    return CatchIntoHost([=] { return built(text, encoding); });
+    return catchIntoHost([=] { return built(text, encoding); });
 }

@@ -18,18 +18,18 @@ void RaiseException(const char* className, const char* message, std::uint32_t en
 /// What was caught, in the host's terms: unnamed unless it is described.
 class CaughtException {
  public:
-    void Describe(const std::exception& exception) noexcept;
+    void describe(const std::exception& exception) noexcept;
 
-    bool Unnamed() const { return unnamed; }
-    const char* ClassName() const { return className; }
-    const char* Message() const {
-        return unnamed ? "Sorry, but there was an unnamed C++ Exception." : message;
+    bool unnamed() const { return unnamed_; }
+    const char* className() const { return className_; }
+    const char* message() const {
+        return unnamed_ ? "Sorry, but there was an unnamed C++ Exception." : message_;
     }
 
  private:
-    bool unnamed = true;
-    const char* className = "RuntimeException";
-    char message[1000];  // no memory is asked for: it may just have run out
+    bool unnamed_ = true;
+    const char* className_ = "RuntimeException";
+    char message_[1000];  // no memory is asked for: it may just have run out
 };
 
 /// Raises the host exception that stands for what was caught. What is thrown meanwhile is dropped.
@@ -43,12 +43,12 @@ void RaiseException(const std::exception& exception);
 /// when the handler has been left: a second exception inside one ends the process where another C++ runtime
 /// threw the first.
 template <void (*tell)(const CaughtException&) noexcept, class Function>
-auto Guarded(Function&& function) noexcept -> decltype(function()) {
+auto guarded(Function&& function) noexcept -> decltype(function()) {
     CaughtException caught;
     try {
         return function();
     } catch (const std::exception& exception) {
-        caught.Describe(exception);
+        caught.describe(exception);
     } catch (...) {  // unnamed
     }
     tell(caught);
@@ -57,13 +57,13 @@ auto Guarded(Function&& function) noexcept -> decltype(function()) {
 
 /// For calls that the host makes.
 template <class Function>
-auto CatchIntoHost(Function&& function) noexcept {
-    return Guarded<RaiseCaught>(function);
+auto catchIntoHost(Function&& function) noexcept {
+    return guarded<RaiseCaught>(function);
 }
 /// For releases, which go on whatever happens.
 template <class Function>
-void Quietly(Function&& function) noexcept {
-    Guarded<LogCaught>(function);
+void quietly(Function&& function) noexcept {
+    guarded<LogCaught>(function);
 }
 
 /// A new host string of a zero-terminated text in the given encoding; null when the host cannot build it.
@@ -76,7 +76,7 @@ template <class Result, class... Arguments, Result (*Function)(Arguments...)>
 struct HostCallThunk<Function> {
     static Result call(Arguments... arguments) noexcept {
         const KeepUncaught keep;
-        return CatchIntoHost([&] { return Function(arguments...); });
+        return catchIntoHost([&] { return Function(arguments...); });
     }
 };
 

@@ -9,10 +9,10 @@
 /// Releases the object that the variable holds, if any, and sets it to null.
 template <class Object>
 void rbFreeNow(Object*& object) noexcept {
-    if (object) Quietly([&] { REALUnlockObject(std::exchange(object, nullptr)); });
+    if (object) quietly([&] { REALUnlockObject(std::exchange(object, nullptr)); });
 }
 inline void rbFreeNow(REALstringStruct*& string) noexcept {
-    if (string) Quietly([&] { REALUnlockString(std::exchange(string, nullptr)); });
+    if (string) quietly([&] { REALUnlockString(std::exchange(string, nullptr)); });
 }
 
 /// Releases the object and the string that the given variables hold at scope end, and sets them to null.
@@ -21,20 +21,20 @@ inline void rbFreeNow(REALstringStruct*& string) noexcept {
 template <class Object = REALobjectStruct>
 class rbFreeLater {
  public:
-    explicit rbFreeLater(Object*& variable) : object(&variable) {}
-    explicit rbFreeLater(REALstringStruct*& variable) : string(&variable) {}
+    explicit rbFreeLater(Object*& variable) : object_(&variable) {}
+    explicit rbFreeLater(REALstringStruct*& variable) : string_(&variable) {}
     rbFreeLater(Object** objectVariable, REALstringStruct** stringVariable)
-        : object(objectVariable), string(stringVariable) {}
+        : object_(objectVariable), string_(stringVariable) {}
     ~rbFreeLater() {
-        if (object) rbFreeNow(*object);
-        if (string) rbFreeNow(*string);
+        if (object_) rbFreeNow(*object_);
+        if (string_) rbFreeNow(*string_);
     }
     rbFreeLater(const rbFreeLater&) = delete;
     rbFreeLater& operator=(const rbFreeLater&) = delete;
 
  private:
-    Object** object = nullptr;
-    REALstringStruct** string = nullptr;
+    Object** object_ = nullptr;
+    REALstringStruct** string_ = nullptr;
 };
 
 rbFreeLater(REALstringStruct*&)->rbFreeLater<REALobjectStruct>;

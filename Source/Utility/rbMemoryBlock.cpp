@@ -16,9 +16,7 @@ void makeBlock(void* request) {
     auto& [size, block, done] = *static_cast<NewBlock*>(request);
     block = static_cast<REALmemoryBlockStruct*>(REALnewInstance("MemoryBlock"));
     if (!block) return;
-    using Constructor = void (*)(REALobjectStruct*, RBInteger);
-    const auto construct =
-        reinterpret_cast<Constructor>(REALLoadObjectMethod(block, "Constructor(bytes as Integer)"));
+    auto* const construct = objectMethod(block, hostmethod::constructMemoryBlock);
     if (!construct) return;
     construct(block, size);
     done = MyREALMemoryBlockGetSize(block) >= size;
@@ -40,6 +38,6 @@ REALmemoryBlockStruct* MyREALNewMemoryBlock(std::int64_t size) {
     const rbFreeLater blockGuard(request.block);
     REALobjectStruct* exception = nullptr;
     const rbFreeLater exceptionGuard(exception);
-    Quietly([&] { exception = REALCallFunctionWithExceptionHandler(makeBlock, &request); });
+    quietly([&] { exception = REALCallFunctionWithExceptionHandler(makeBlock, &request); });
     return request.done ? std::exchange(request.block, nullptr) : nullptr;
 }

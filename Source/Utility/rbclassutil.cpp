@@ -70,12 +70,12 @@ char* heapCopy(const char* text) {
 }
 
 void logRefused(const CaughtException& caught) noexcept {
-    LogMessage("Warning: The host failed to register a definition:", caught.Message());
+    LogMessage("Warning: The host failed to register a definition:", caught.message());
 }
 
 template <class Function>
 void registerWithHost(Function function) {
-    Guarded<logRefused>(function);
+    guarded<logRefused>(function);
 }
 
 bool hasNativeExtensions() { return HostVersion() >= 3000.0 || HostVersion() < 2013.0; }

@@ -13,5 +13,5 @@ bool REALLockPictureDescriptionX(REALpictureStruct* picture, REALpictureDescript
 void REALUnlockPictureDescriptionAfterFailure(REALpictureStruct* /*picture*/) {}
 
 rbDescriptionLock::~rbDescriptionLock() {
-    if (picture) Quietly([this] { REALUnlockPictureDescription(picture); });
+    if (picture_) quietly([this] { REALUnlockPictureDescription(picture_); });
 }

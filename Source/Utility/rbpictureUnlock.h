@@ -14,15 +14,15 @@ class rbDescriptionLock {
  public:
     rbDescriptionLock(REALpictureStruct* source, REALpictureDescription* description,
                       std::uint32_t nativeType)
-        : picture(REALLockPictureDescriptionX(source, description, nativeType) ? source : nullptr) {}
+        : picture_(REALLockPictureDescriptionX(source, description, nativeType) ? source : nullptr) {}
     ~rbDescriptionLock();
     rbDescriptionLock(const rbDescriptionLock&) = delete;
     rbDescriptionLock& operator=(const rbDescriptionLock&) = delete;
 
-    explicit operator bool() const { return picture != nullptr; }
+    explicit operator bool() const { return picture_ != nullptr; }
     /// Somebody else unlocks it from here on.
-    void keep() { picture = nullptr; }
+    void keep() { picture_ = nullptr; }
 
  private:
-    REALpictureStruct* picture;
+    REALpictureStruct* picture_;
 };

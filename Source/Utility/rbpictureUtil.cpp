@@ -20,27 +20,16 @@ void setIntegerProperty(REALpictureStruct* picture, const char* name, std::int64
     if (picture) REALSetPropValueInteger(picture, name, value);
 }
 
-/// The address of an object's method as the given function type, or null.
-template <class Function>
-Function objectMethod(REALobjectStruct* object, const char* declaration) {
-    return reinterpret_cast<Function>(REALLoadObjectMethod(object, declaration));
-}
-
+/// False when the graphics object has no such drawing method.
 template <class Number>
-void callDrawPicture(void* method, REALgraphicsStruct* graphics, REALpictureStruct* source,
-                     std::int64_t width, std::int64_t height) {
-    using DrawPicture =
-        void (*)(REALobjectStruct*, REALpictureStruct*, Number x, Number y, Number destWidth,
-                 Number destHeight, Number sourceX, Number sourceY, Number sourceWidth, Number sourceHeight);
+bool drawBy(const hostmethod::DrawPicture<Number>& method, REALgraphicsStruct* graphics,
+            REALpictureStruct* source, std::int64_t width, std::int64_t height) {
+    auto* const draw = objectMethod(graphics, method);
+    if (!draw) return false;
     const auto w = static_cast<Number>(width);
     const auto h = static_cast<Number>(height);
-    reinterpret_cast<DrawPicture>(method)(graphics, source, 0, 0, w, h, 0, 0, w, h);
-}
-
-using SetMask = void (*)(REALobjectStruct*, REALpictureStruct*);
-
-SetMask maskSetter(REALpictureStruct* picture) {
-    return objectMethod<SetMask>(picture, "Mask(assigns newMask As Picture)");
+    draw(graphics, source, 0, 0, w, h, 0, 0, w, h);
+    return true;
 }
 
 /// Takes an opaque picture's mask off and puts it back at scope end, whatever happens until then.
@@ -49,22 +38,22 @@ class DetachedMask {
     explicit DetachedMask(REALpictureStruct* of) : DetachedMask(of, MyREALGetPictureMask(of, false)) {
         // Looked up once: what takes the mask off has to be there to put it back. Should anything throw here,
         // the destructor runs all the same.
-        if (mask) setMask = maskSetter(picture);
-        if (setMask) setMask(picture, nullptr);
+        if (mask_) setMask_ = objectMethod(picture_, hostmethod::setMask);
+        if (setMask_) setMask_(picture_, nullptr);
     }
     ~DetachedMask() {
-        const rbFreeLater guard(mask);
-        if (setMask) Quietly([this] { setMask(picture, mask); });
+        const rbFreeLater guard(mask_);
+        if (setMask_) quietly([this] { setMask_(picture_, mask_); });
     }
     DetachedMask(const DetachedMask&) = delete;
     DetachedMask& operator=(const DetachedMask&) = delete;
 
  private:
-    DetachedMask(REALpictureStruct* of, REALpictureStruct* itsMask) : picture(of), mask(itsMask) {}
+    DetachedMask(REALpictureStruct* of, REALpictureStruct* itsMask) : picture_(of), mask_(itsMask) {}
 
-    REALpictureStruct* picture;
-    REALpictureStruct* mask;
-    SetMask setMask = nullptr;
+    REALpictureStruct* picture_;
+    REALpictureStruct* mask_;
+    void (*setMask_)(REALobjectStruct*, REALpictureStruct*) = nullptr;
 };
 
 }  // namespace
@@ -119,10 +108,7 @@ bool PictureHasAlphaChannel(REALpictureStruct* picture) {
 
 REALpictureStruct* MyREALGetPictureMask(REALpictureStruct* picture, bool create) {
     if (HostVersion() > 2020.0) {
-        using Mask = REALpictureStruct* (*)(REALobjectStruct*, RBBoolean);
-        if (const auto mask = objectMethod<Mask>(picture, "Mask(create As Boolean = True) As Picture")) {
-            return mask(picture, create);
-        }
+        if (auto* const mask = objectMethod(picture, hostmethod::getMask)) return mask(picture, create);
         LogWhenDebugging("No Mask function!?");
     }
     return REALGetPictureMask(picture, create);
@@ -130,7 +116,7 @@ REALpictureStruct* MyREALGetPictureMask(REALpictureStruct* picture, bool create)
 
 bool AssignMask(REALpictureStruct* picture, REALpictureStruct* mask) {
     if (!picture) return false;
-    if (const SetMask setMask = maskSetter(picture)) setMask(picture, mask);
+    if (auto* const setMask = objectMethod(picture, hostmethod::setMask)) setMask(picture, mask);
     return true;
 }
 
@@ -146,9 +132,7 @@ REALpictureStruct* NewPictureWithAlphaChannel(std::int64_t width, std::int64_t h
         return nullptr;
     }
     const rbFreeLater guard(picture);
-    using Constructor = void (*)(REALobjectStruct*, RBInteger, RBInteger);
-    const auto construct =
-        objectMethod<Constructor>(picture, "Constructor(width as integer, height as integer)");
+    auto* const construct = objectMethod(picture, hostmethod::constructPicture);
     if (!construct) {
         LogWhenDebugging("Failed to get picture constructor.");
         return nullptr;
@@ -187,32 +171,17 @@ REALgraphicsStruct* MyREALGetPictureGraphics(REALpictureStruct* picture) {
     return REALGetPictureGraphics(picture);
 }
 
-// Hosts declare the method with Double numbers, or with whole ones.
-#define QKZ_DRAW_PICTURE(number)                                                                  \
-    "DrawPicture(image As Picture, x As " number ", y As " number ", destWidth As " number        \
-    " = -10000, destHeight As " number " = -10000, sourceX As " number " = 0, sourceY As " number \
-    " = 0, sourceWidth As " number " = -10000, sourceHeight As " number " = -10000)"
-
 bool DrawPictureInto(REALpictureStruct* destination, REALpictureStruct* source, std::int64_t width,
                      std::int64_t height) {
     REALgraphicsStruct* graphics = MyREALGetPictureGraphics(destination);
     if (!graphics) return false;
     const rbFreeLater guard(graphics);
-    if (void* const draw = REALLoadObjectMethod(graphics, QKZ_DRAW_PICTURE("Double"))) {
-        callDrawPicture<double>(draw, graphics, source, width, height);
-        return true;
-    }
-    if (void* const draw = REALLoadObjectMethod(graphics, QKZ_DRAW_PICTURE("Integer"))) {
-        callDrawPicture<RBInteger>(draw, graphics, source, width, height);
-        return true;
-    }
-    return false;
+    return drawBy(hostmethod::drawPicture, graphics, source, width, height) ||
+           drawBy(hostmethod::drawPictureWhole, graphics, source, width, height);
 }
 
 REALpictureStruct* BestRepresentation(REALpictureStruct* picture) {
-    using Representation = REALpictureStruct* (*)(REALobjectStruct*, RBInteger, RBInteger, double);
-    const auto representation = objectMethod<Representation>(
-        picture, "BestRepresentation(width As Integer, height As Integer, scale As Double) As Picture");
+    auto* const representation = objectMethod(picture, hostmethod::bestRepresentation);
     if (!representation) return nullptr;
     return representation(picture, GetPictureWidth(picture), GetPictureHeight(picture), 4.0);
 }

@@ -9,7 +9,6 @@
 #include "rbCairo.h"
 #include "rbDebug.h"
 #include "rbFreeLater.h"
-#include "rbPixel.h"
 #include "rbgtk.h"
 #include "rbpictureUnlock.h"
 #include "rbpictureUtil.h"
@@ -28,24 +27,29 @@ bool fail(const char* reason) {
 
 PictureEditor::~PictureEditor() { clear(); }
 
+void PictureEditor::copyResolution(const PictureEditor& from) {
+    verticalResolution_ = from.verticalResolution_;
+    horizontalResolution_ = from.horizontalResolution_;
+}
+
 void PictureEditor::setPicture(REALpictureStruct* newPicture) {
     if (newPicture) REALLockObject(newPicture);
-    rbFreeNow(picture);
-    picture = newPicture;
+    rbFreeNow(picture_);
+    picture_ = newPicture;
 }
 
 // Opening.
 
 bool PictureEditor::GetPictureEditor(REALpictureStruct* source) {
-    return GetPictureEditor(source, true, true) && pixelFormat != pixelRGB;
+    return GetPictureEditor(source, true, true) && format_ != pixelRGB;
 }
 
 bool PictureEditor::GetPictureEditor(REALpictureStruct* source, bool forReading, bool forWriting) {
     clear();
     if (!source) return false;
-    reading = forReading;
-    writing = forWriting;
-    errorCount = 0;
+    reading_ = forReading;
+    writing_ = forWriting;
+    errorCount_ = 0;
     CheckApplicationOnce();
 
     const RBInteger kind = REALGetPictureType(source);
@@ -61,10 +65,10 @@ bool PictureEditor::GetPictureEditor(REALpictureStruct* source, bool forReading,
 
 bool PictureEditor::GetPictureEditorInternal(REALpictureStruct* source, bool forReading, bool forWriting,
                                              int attempt) {
-    hasAlpha = PictureHasAlphaChannel(source);
+    hasAlpha_ = PictureHasAlphaChannel(source);
     if (!Application.console) {
         if (GetPictureEditorCairoContext(source)) return true;
-        if (!hasAlpha && GetPictureEditorGdkPixmap(source)) return true;
+        if (!hasAlpha_ && GetPictureEditorGdkPixmap(source)) return true;
     }
     if (Application.console && Application.desktop) return false;
     if ((Application.console || !Application.desktop) && GetPictureEditorGDImagePtr(source)) return true;
@@ -79,26 +83,24 @@ bool PictureEditor::GetPictureEditorInternal(REALpictureStruct* source, bool for
 
 void PictureEditor::opened(REALpictureStruct* source, rbDescriptionLock& lock) {
     setPicture(source);
-    needsUnlock = true;
+    needsUnlock_ = true;
     lock.keep();
-    currentRow = pixelBase;
-    currentX = 0;
-    currentY = 0;
-    isCairo = description.nativeType == pictureCairoContext;
-    if (!isCairo) cairoSurface = nullptr;  // of an earlier opening
-    verticalResolution = GetPictureVerticalResolution(source);
-    horizontalResolution = GetPictureHorizontalResolution(source);
+    rewind();
+    isCairo_ = description_.nativeType == pictureCairoContext;
+    if (!isCairo_) cairoSurface_ = nullptr;  // of an earlier opening
+    verticalResolution_ = GetPictureVerticalResolution(source);
+    horizontalResolution_ = GetPictureHorizontalResolution(source);
 }
 
 bool PictureEditor::GetPictureEditorCairoContext(REALpictureStruct* source) {
-    description = {};
-    rbDescriptionLock lock(source, &description, pictureCairoContext);
+    description_ = {};
+    rbDescriptionLock lock(source, &description_, pictureCairoContext);
     if (!lock) return fail("REALLockPictureDescription with pictureCairoContext failed.");
     Application.desktop = true;
-    if (!description.handle) return fail("Cairo context is nil");
-    if (description.nativeType != pictureCairoContext) return fail("Picture is not a cairo context");
+    if (!description_.handle) return fail("Cairo context is nil");
+    if (description_.nativeType != pictureCairoContext) return fail("Picture is not a cairo context");
     if (!LoadCairo()) return fail("Loading Cairo library failed.");
-    cairo_surface_t* const surface = Cairo.cairo_get_target(static_cast<cairo_t*>(description.handle));
+    cairo_surface_t* const surface = Cairo.cairo_get_target(static_cast<cairo_t*>(description_.handle));
     if (!surface) return fail("cocoa surface is nil");  // the message is kept as it is
     std::uint8_t* const data = Cairo.cairo_image_surface_get_data(surface);
     const int surfaceWidth = Cairo.cairo_image_surface_get_width(surface);
@@ -110,74 +112,74 @@ bool PictureEditor::GetPictureEditorCairoContext(REALpictureStruct* source) {
     if (!data) return fail("data pointer is nil");
     if (!HasFourBytePixels(surface)) return false;  // cannot be read as words
 
-    cairoSurface = surface;
-    pixelFormat = hasAlpha ? pixelARGB : pixelXRGB;
-    height = surfaceHeight;
-    width = surfaceWidth;
-    rowBytes = stride;
-    bytesPerPixel = 4;
-    pixelBase = data;
-    nativeLayout = 0;
+    cairoSurface_ = surface;
+    format_ = hasAlpha_ ? pixelARGB : pixelXRGB;
+    height_ = surfaceHeight;
+    width_ = surfaceWidth;
+    rowBytes_ = stride;
+    bytesPerPixel_ = 4;
+    pixelBase_ = data;
+    nativeLayout_ = 0;
     opened(source, lock);
     return true;
 }
 
 bool PictureEditor::GetPictureEditorGDImagePtr(REALpictureStruct* source) {
-    description = {};
-    rbDescriptionLock lock(source, &description, pictureGDImagePtr);
+    description_ = {};
+    rbDescriptionLock lock(source, &description_, pictureGDImagePtr);
     if (!lock) return fail("REALLockPictureDescription with pictureGDImagePtr failed.");
     Application.console = true;
-    const auto* const image = static_cast<const GDImageFields*>(description.handle);
-    if (description.nativeType != pictureGDImagePtr || !image || image->pixels || !image->tpixels ||
+    const auto* const image = static_cast<const GDImageFields*>(description_.handle);
+    if (description_.nativeType != pictureGDImagePtr || !image || image->pixels || !image->tpixels ||
         !image->trueColor) {
         return false;
     }
     // The description's size must lie within the image.
-    if (description.width < 0 || description.height < 0 || description.width > image->sx ||
-        description.height > image->sy) {
+    if (description_.width < 0 || description_.height < 0 || description_.width > image->sx ||
+        description_.height > image->sy) {
         return false;
     }
-    pixelFormat = pixelGD;
-    bytesPerPixel = 4;
-    width = description.width;
-    height = description.height;
-    rowBytes = static_cast<std::int32_t>(static_cast<std::uint32_t>(description.width) * 4U);
-    rowTable = image->tpixels;
-    nativeLayout = 6;
-    pixelBase = height > 0 ? rowTable[0] : nullptr;
+    format_ = pixelGD;
+    bytesPerPixel_ = 4;
+    width_ = description_.width;
+    height_ = description_.height;
+    rowBytes_ = static_cast<std::int32_t>(static_cast<std::uint32_t>(description_.width) * 4U);
+    rowTable_ = image->tpixels;
+    nativeLayout_ = 6;
+    pixelBase_ = height_ > 0 ? rowTable_[0] : nullptr;
     opened(source, lock);
     return true;
 }
 
 bool PictureEditor::GetPictureEditorGdkPixmap(REALpictureStruct* source) {
-    description = {};
-    rbDescriptionLock lock(source, &description, pictureGdkPixmap);
+    description_ = {};
+    rbDescriptionLock lock(source, &description_, pictureGdkPixmap);
     if (!lock) return fail("REALLockPictureDescription with pictureGdkPixmap failed.");
     Application.desktop = true;
-    if (!description.handle) return fail("the pixmap is nil.");
-    if (description.nativeType != pictureGdkPixmap) return fail("picture type is not GdkPixmap.");
-    if (description.width < 1 || description.height < 1) return false;  // would stand for the whole pixmap
+    if (!description_.handle) return fail("the pixmap is nil.");
+    if (description_.nativeType != pictureGdkPixmap) return fail("picture type is not GdkPixmap.");
+    if (description_.width < 1 || description_.height < 1) return false;  // would stand for the whole pixmap
     if (!LoadGTK()) return fail("Load GTK failed.");
     GdkPixbuf* const copy =
         Gdk.gdk_pixbuf_get_from_drawable
-            ? Gdk.gdk_pixbuf_get_from_drawable(nullptr, description.handle, nullptr, 0, 0, 0, 0,
-                                               description.width, description.height)
+            ? Gdk.gdk_pixbuf_get_from_drawable(nullptr, description_.handle, nullptr, 0, 0, 0, 0,
+                                               description_.width, description_.height)
             : nullptr;
     if (!copy) return fail("pixel buffer is nil");
     std::uint8_t* const pixels = Gdk.gdk_pixbuf_get_pixels(copy);
     const int rowStride = Gdk.gdk_pixbuf_get_rowstride(copy);
-    if (!pixels || rowStride < std::int64_t{3} * description.width) {
+    if (!pixels || rowStride < std::int64_t{3} * description_.width) {
         Gdk.gdk_pixbuf_unref(copy);
         return false;
     }
-    pixbuf = copy;  // released by clear() from here on
-    pixelFormat = pixelRGB;
-    bytesPerPixel = 3;
-    width = description.width;
-    height = description.height;
-    rowBytes = rowStride;
-    pixelBase = pixels;
-    nativeLayout = 0;
+    pixbuf_ = copy;  // released by clear() from here on
+    format_ = pixelRGB;
+    bytesPerPixel_ = 3;
+    width_ = description_.width;
+    height_ = description_.height;
+    rowBytes_ = rowStride;
+    pixelBase_ = pixels;
+    nativeLayout_ = 0;
     opened(source, lock);
     return true;
 }
@@ -185,39 +187,45 @@ bool PictureEditor::GetPictureEditorGdkPixmap(REALpictureStruct* source) {
 // Rows.
 
 std::uint8_t* PictureEditor::GetRow(std::int64_t y) {
-    currentY = y;
-    currentX = 0;
+    currentY_ = y;
+    currentX_ = 0;
     if (y < 0 && rowErrorIsLogged()) LogMessage("y is too small", y);
-    if (!pixelBase) LogWhenDebugging("Warning: Pixelbase is nil!");
-    if (y >= height) {
+    if (!pixelBase_) LogWhenDebugging("Warning: Pixelbase is nil!");
+    if (y >= height_) {
         if (rowErrorIsLogged()) {
             char text[100];
             std::snprintf(text, sizeof text, "y too big: %d of %d in %s", static_cast<int>(y),
-                          static_cast<int>(height), "GetRow");
+                          static_cast<int>(height_), "GetRow");
             LogMessage(text);
         }
-        return currentRow = pixelBase;
+        return currentRow_ = pixelBase_;
     }
-    if (pixelFormat == pixelGD) {
-        currentRow = y < 0 ? nullptr : rowTable[y];
-        if (!currentRow && rowErrorIsLogged()) LogMessage("r is nil!");
-        return currentRow;
+    if (format_ == pixelGD) {
+        currentRow_ = y < 0 ? nullptr : rowTable_[y];
+        if (!currentRow_ && rowErrorIsLogged()) LogMessage("r is nil!");
+        return currentRow_;
     }
     // A row before the first is deliberately not clamped: nobody reads or writes there.
-    return currentRow = reinterpret_cast<std::uint8_t*>(reinterpret_cast<std::uintptr_t>(pixelBase) +
-                                                        static_cast<std::uintptr_t>(rowBytes) *
-                                                            static_cast<std::uintptr_t>(y));
+    return currentRow_ = reinterpret_cast<std::uint8_t*>(reinterpret_cast<std::uintptr_t>(pixelBase_) +
+                                                         static_cast<std::uintptr_t>(rowBytes_) *
+                                                             static_cast<std::uintptr_t>(y));
 }
 
-std::uint8_t* PictureEditor::AddPixelRow() { return GetRow(currentY + 1); }
+std::uint8_t* PictureEditor::AddPixelRow() { return GetRow(currentY_ + 1); }
 
-bool PictureEditor::rowErrorIsLogged() { return ++errorCount <= 9 && getDebugging(); }
+void PictureEditor::rewind() {
+    currentRow_ = pixelBase_;
+    currentX_ = 0;
+    currentY_ = 0;
+}
 
-std::int64_t PictureEditor::BytesLeft() const {
-    const std::int64_t row = bytesPerPixel * width;
-    if (pixelFormat != pixelRGB) return row;
-    const std::int64_t spare = pixelBase == ownBuffer ? rowBytes : 0;
-    return (height - 1 - currentY) * rowBytes + row + spare;
+bool PictureEditor::rowErrorIsLogged() { return ++errorCount_ <= 9 && getDebugging(); }
+
+std::int64_t PictureEditor::bytesLeft() const {
+    const std::int64_t row = bytesPerPixel_ * width_;
+    if (format_ != pixelRGB) return row;
+    const std::int64_t spare = pixelBase_ == ownBuffer_ ? rowBytes_ : 0;
+    return (height_ - 1 - currentY_) * rowBytes_ + row + spare;
 }
 
 // Finishing.
@@ -225,41 +233,41 @@ std::int64_t PictureEditor::BytesLeft() const {
 REALpictureStruct* PictureEditor::RenderPictureWriter() {
     REALpictureStruct* result = nullptr;
     const rbFreeLater guard(result);
-    if (picture) {
-        REALLockObject(picture);
-        result = picture;
-        REALPictureClearCache(picture);
+    if (picture_) {
+        REALLockObject(picture_);
+        result = picture_;
+        REALPictureClearCache(picture_);
         MarkSurfaceDirty();
-    } else if (ownBuffer) {
+    } else if (ownBuffer_) {
         // From here on the buffer is the host's.
-        result =
-            REALBuildPictureFromBuffer(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height),
-                                       REALpixelRGB, ownBuffer, static_cast<std::uint32_t>(rowBytes));
+        result = REALBuildPictureFromBuffer(static_cast<std::uint32_t>(width_),
+                                            static_cast<std::uint32_t>(height_), REALpixelRGB, ownBuffer_,
+                                            static_cast<std::uint32_t>(rowBytes_));
     }
-    if (horizontalResolution > 0 && verticalResolution > 0) {
-        SetPictureVerticalResolution(result, verticalResolution);
-        SetPictureHorizontalResolution(result, horizontalResolution);
+    if (horizontalResolution_ > 0 && verticalResolution_ > 0) {
+        SetPictureVerticalResolution(result, verticalResolution_);
+        SetPictureHorizontalResolution(result, horizontalResolution_);
     }
     clear();
     return std::exchange(result, nullptr);
 }
 
 void PictureEditor::clear() {
-    errorCount = 0;
-    if (pixbuf) Gdk.gdk_pixbuf_unref(pixbuf);
-    pixbuf = nullptr;
-    if (std::exchange(needsUnlock, false)) Quietly([this] { REALUnlockPictureDescription(picture); });
-    // Without the picture's reference the surface, whose field stays set, is no longer ours to touch.
-    if (writing && picture) {
-        Quietly([this] { REALPictureClearCache(picture); });
+    errorCount_ = 0;
+    if (pixbuf_) Gdk.gdk_pixbuf_unref(pixbuf_);
+    pixbuf_ = nullptr;
+    if (std::exchange(needsUnlock_, false)) quietly([this] { REALUnlockPictureDescription(picture_); });
+    // The surface lives as long as the picture: without a picture the pointer to it may be stale.
+    if (writing_ && picture_) {
+        quietly([this] { REALPictureClearCache(picture_); });
         MarkSurfaceDirty();
     }
-    rbFreeNow(picture);
+    rbFreeNow(picture_);
     // The own buffer is deliberately neither freed nor forgotten.
 }
 
 void PictureEditor::MarkSurfaceDirty() {
-    if (cairoSurface && Cairo.cairo_surface_mark_dirty) Cairo.cairo_surface_mark_dirty(cairoSurface);
+    if (cairoSurface_ && Cairo.cairo_surface_mark_dirty) Cairo.cairo_surface_mark_dirty(cairoSurface_);
 }
 
 // Writers.
@@ -273,7 +281,7 @@ bool PictureWriter::NewPictureWriter(std::int64_t newWidth, std::int64_t newHeig
     const rbFreeLater guard(created);
     if (!created) return false;
     bool open = GetPictureEditor(created, false, true);
-    const bool isCopy = open && pixelFormat == pixelRGB;
+    const bool isCopy = open && format_ == pixelRGB;
     if (isCopy) open = NewPictureWriterLinux(newWidth, newHeight);
     rbFreeNow(created);
     if (!isCopy) LogWhenDebugging("result");
@@ -287,11 +295,9 @@ bool PictureWriter::NewPictureWriterWithAlphaChannel(std::int64_t newWidth, std:
 }
 
 bool PictureWriter::NewPictureWriter(const PictureReader& reader) {
-    const bool open = reader.HasAlpha() ? NewPictureWriterWithAlphaChannel(reader.Width(), reader.Height())
-                                        : NewPictureWriter(reader.Width(), reader.Height());
-    const PictureEditor& source = reader;
-    verticalResolution = source.verticalResolution;
-    horizontalResolution = source.horizontalResolution;
+    const bool open = reader.hasAlpha() ? NewPictureWriterWithAlphaChannel(reader.width(), reader.height())
+                                        : NewPictureWriter(reader.width(), reader.height());
+    copyResolution(reader);
     return open;
 }
 
@@ -303,7 +309,7 @@ bool PictureWriter::NewPictureWriter(REALpictureStruct* destination, std::int64_
     }
     LogWhenDebugging("reuse picture");
     if (GetPictureEditor(destination, false, true)) {
-        return pixelFormat == pixelRGB ? NewPictureWriterLinux(newWidth, newHeight) : true;
+        return format_ == pixelRGB ? NewPictureWriterLinux(newWidth, newHeight) : true;
     }
     LogWhenDebugging("Create new picture");
     return NewPictureWriter(newWidth, newHeight);
@@ -311,16 +317,14 @@ bool PictureWriter::NewPictureWriter(REALpictureStruct* destination, std::int64_
 
 bool PictureWriter::NewPictureWriterLinux(std::int64_t newWidth, std::int64_t newHeight) {
     clear();
-    ownBuffer = static_cast<std::uint8_t*>(AllocateClearMemory(newWidth * 3 * newHeight + newWidth * 3));
-    if (!ownBuffer) return false;
-    pixelFormat = pixelRGB;
-    bytesPerPixel = 3;
-    rowBytes = newWidth * 3;
-    width = newWidth;
-    height = newHeight;
-    pixelBase = ownBuffer;
-    currentRow = ownBuffer;
-    currentX = 0;
-    currentY = 0;
+    ownBuffer_ = static_cast<std::uint8_t*>(AllocateClearMemory(newWidth * 3 * newHeight + newWidth * 3));
+    if (!ownBuffer_) return false;
+    format_ = pixelRGB;
+    bytesPerPixel_ = 3;
+    rowBytes_ = newWidth * 3;
+    width_ = newWidth;
+    height_ = newHeight;
+    pixelBase_ = ownBuffer_;
+    rewind();
     return true;
 }

@@ -1,7 +1,7 @@
 // Row-by-row access to host pictures, whatever they are stored in.
 //
 // An editor opens a picture's native storage (a Cairo image surface, a GD true-colour image, a copy of a GDK
-// pixmap) and presents it as rows of pixels in one of the formats of rbPixel.h, with a cursor on one row.
+// pixmap) and presents it as rows of pixels in one of a few formats, with a cursor on one row.
 #pragma once
 
 #include "HostTypes.h"
@@ -20,6 +20,15 @@ struct GDImageFields {
     std::uint8_t** tpixels;  // one address a row; rows are separate allocations
 };
 
+/// How a row's pixels are stored.
+enum PixelFormat : std::uint32_t {
+    pixelUnknown = 0,  // none of those below: reads as 0 in every channel, alpha included, and is not written
+    pixelGD = 8,       // GD true colour: a word with 7 bits of alpha, colours as below
+    pixelRGB = 11,     // three bytes: red, green, blue
+    pixelARGB = 14,    // Cairo ARGB32: a word, premultiplied: alpha 24-31, red 16-23, green 8-15, blue 0-7
+    pixelXRGB = 15,    // Cairo RGB24: the same without alpha; written with 255 there
+};
+
 class PictureEditor {
  public:
     PictureEditor() = default;
@@ -36,6 +45,8 @@ class PictureEditor {
     std::uint8_t* GetRow(std::int64_t y);
     /// Makes the next row current.
     std::uint8_t* AddPixelRow();
+    /// Makes the first row current, as after opening.
+    void rewind();
 
     /// A new reference to the picture written, for the caller, with the editor's resolution; closes the
     /// editor. Null when there is none.
@@ -45,46 +56,52 @@ class PictureEditor {
     /// Tells Cairo that the pixels changed.
     void MarkSurfaceDirty();
 
-    std::int64_t Width() const { return width; }
-    std::int64_t Height() const { return height; }
-    std::int64_t RowBytes() const { return rowBytes; }
-    /// 8, 11, 14 or 15; 0 before the first opening.
-    std::uint32_t Format() const { return pixelFormat; }
-    bool HasAlpha() const { return hasAlpha; }
-    std::uint8_t* CurrentRow() const { return currentRow; }
-    std::int64_t BytesPerPixel() const { return bytesPerPixel; }
-    /// How many bytes the storage holds from the current row's first byte on, where rows are known to follow
-    /// each other; otherwise the row's own pixels.
-    std::int64_t BytesLeft() const;
+    std::int64_t width() const { return width_; }    // in pixels
+    std::int64_t height() const { return height_; }  // in rows
+    /// The distance in bytes from one row to the next, where rows follow each other.
+    std::int64_t rowBytes() const { return rowBytes_; }
+    /// Unknown before the first opening, and then no more.
+    PixelFormat format() const { return format_; }
+    bool hasAlpha() const { return hasAlpha_; }
+    /// Null where a GD image lacks the row.
+    std::uint8_t* currentRow() const { return currentRow_; }
+    /// 4, or 3 in the format of three bytes.
+    std::int64_t bytesPerPixel() const { return bytesPerPixel_; }
+    /// How many bytes may be touched from the current row's first byte on: in the format of three bytes to
+    /// the end of the storage, for its rows are known to follow each other, otherwise to the end of the row's
+    /// pixels.
+    std::int64_t bytesLeft() const;
 
  protected:
     bool GetPictureEditor(REALpictureStruct* source, bool forReading, bool forWriting);
     void setPicture(REALpictureStruct* newPicture);
+    /// Of another editor's picture, for the result.
+    void copyResolution(const PictureEditor& from);
 
-    std::int64_t rowBytes = 0;
-    std::int64_t width = 0;
-    std::int64_t height = 0;
-    std::int64_t bytesPerPixel = 0;
-    std::int64_t errorCount = 0;  // row-access errors since opening; only the first 9 are logged
-    std::int64_t verticalResolution = 0;
-    std::int64_t horizontalResolution = 0;
-    std::int64_t nativeLayout = 0;  // 6 for a GD image; informational
-    std::uint32_t pixelFormat = 0;
-    std::uint8_t* currentRow = nullptr;
-    REALpictureDescription description{};
-    std::uint8_t* ownBuffer = nullptr;
-    std::uint8_t* pixelBase = nullptr;
-    std::int64_t currentX = 0;
-    std::int64_t currentY = 0;
-    REALpictureStruct* picture = nullptr;  // with a reference of the editor's own
-    GdkPixbuf* pixbuf = nullptr;
-    cairo_surface_t* cairoSurface = nullptr;
-    std::uint8_t** rowTable = nullptr;
-    bool hasAlpha = false;
-    bool isCairo = false;
-    bool reading = false;
-    bool writing = false;
-    bool needsUnlock = false;
+    std::int64_t rowBytes_ = 0;
+    std::int64_t width_ = 0;
+    std::int64_t height_ = 0;
+    std::int64_t bytesPerPixel_ = 0;
+    std::int64_t errorCount_ = 0;  // row-access errors since opening; only the first 9 are logged
+    std::int64_t verticalResolution_ = 0;
+    std::int64_t horizontalResolution_ = 0;
+    std::int64_t nativeLayout_ = 0;  // 6 for a GD image; informational
+    PixelFormat format_ = pixelUnknown;
+    std::uint8_t* currentRow_ = nullptr;
+    REALpictureDescription description_{};
+    std::uint8_t* ownBuffer_ = nullptr;
+    std::uint8_t* pixelBase_ = nullptr;
+    std::int64_t currentX_ = 0;
+    std::int64_t currentY_ = 0;
+    REALpictureStruct* picture_ = nullptr;  // with a reference of the editor's own
+    GdkPixbuf* pixbuf_ = nullptr;
+    cairo_surface_t* cairoSurface_ = nullptr;
+    std::uint8_t** rowTable_ = nullptr;
+    bool hasAlpha_ = false;
+    bool isCairo_ = false;
+    bool reading_ = false;
+    bool writing_ = false;
+    bool needsUnlock_ = false;
 
  private:
     bool GetPictureEditorInternal(REALpictureStruct* source, bool forReading, bool forWriting, int attempt);
@@ -95,8 +112,6 @@ class PictureEditor {
     void opened(REALpictureStruct* source, rbDescriptionLock& lock);
     /// Counts a row-access error; says whether it is to be logged.
     bool rowErrorIsLogged();
-
-    friend class PictureWriter;
 };
 
 class PictureReader : public PictureEditor {

@@ -1,5 +1,5 @@
+#include "CpuLevel.h"
 #include "Operations.h"
-#include "rbCpu.h"
 
 namespace qkztest {
 namespace {
@@ -9,14 +9,14 @@ class CpuLevels : public testing::TestWithParam<Operation> {};
 TEST_P(CpuLevels, EqualNaiveComputation) {
     for (const StorageCase& storage : storages()) {
         if (storage.settings.storage == Storage::pixmap && !pixmapObstacle().empty()) continue;
-        for (int level = 0; level <= static_cast<int>(BestCpuLevel()); level++) {
+        for (int level = 0; level <= static_cast<int>(bestCpuLevel()); level++) {
             SCOPED_TRACE(testing::Message() << storage.name << ", level " << level);
-            UseCpuLevel(static_cast<CpuLevel>(level));
+            useCpuLevel(static_cast<CpuLevel>(level));
             Plugin host(storage.settings);
             checkOperation(host, GetParam(), storage, 10);
         }
     }
-    UseCpuLevel(BestCpuLevel());
+    useCpuLevel(bestCpuLevel());
 }
 
 INSTANTIATE_TEST_SUITE_P(All, CpuLevels, testing::ValuesIn(operations()), testing::PrintToStringParamName());

@@ -11,8 +11,8 @@ namespace qkztest {
 namespace {
 
 struct Writer : PictureWriter {
-    using PictureEditor::bytesPerPixel, PictureEditor::errorCount, PictureEditor::nativeLayout,
-        PictureEditor::pixelBase, PictureEditor::rowTable;
+    using PictureEditor::bytesPerPixel_, PictureEditor::errorCount_, PictureEditor::nativeLayout_,
+        PictureEditor::pixelBase_, PictureEditor::rowTable_;
     using PictureEditor::GetPictureEditor;
 };
 
@@ -26,13 +26,13 @@ TEST(Editors, RowsOfEveryStorage) {
             PictureReader reader;
             ASSERT_TRUE(reader.GetPictureReader(picture));
             EXPECT_EQ(host.objects.picture(picture).descriptionLocks, 1);
-            EXPECT_EQ(reader.Width(), 7);
-            EXPECT_EQ(reader.Height(), 4);
-            EXPECT_EQ(static_cast<Format>(reader.Format()), storage.format);
-            EXPECT_EQ(reader.HasAlpha(), storage.alpha);
-            const std::uint8_t* const first = reader.CurrentRow();
+            EXPECT_EQ(reader.width(), 7);
+            EXPECT_EQ(reader.height(), 4);
+            EXPECT_EQ(static_cast<Format>(reader.format()), storage.format);
+            EXPECT_EQ(reader.hasAlpha(), storage.alpha);
+            const std::uint8_t* const first = reader.currentRow();
             for (int y = 0; y < 4; y++) reader.AddPixelRow();
-            EXPECT_EQ(reader.CurrentRow(), first);           // row 4 is row 0
+            EXPECT_EQ(reader.currentRow(), first);           // row 4 is row 0
             EXPECT_FALSE(reader.GetPictureReader(nullptr));  // opening begins with closing
             EXPECT_EQ(host.objects.picture(picture).descriptionLocks, 0);
             EXPECT_TRUE(reader.GetPictureReader(picture));
@@ -47,21 +47,21 @@ TEST(Editors, RowErrorsAreCountedAndLoggedNineTimes) {
     Writer editor;
     ASSERT_TRUE(editor.GetPictureEditor(picture));
     EXPECT_EQ(host.log([&] {
-        EXPECT_EQ(editor.GetRow(-1), editor.pixelBase - editor.RowBytes());
-        EXPECT_EQ(editor.GetRow(3), editor.pixelBase);
-        EXPECT_EQ(editor.GetRow(100), editor.pixelBase);
-        EXPECT_EQ(editor.GetRow(2), editor.pixelBase + 2 * editor.RowBytes());
+        EXPECT_EQ(editor.GetRow(-1), editor.pixelBase_ - editor.rowBytes());
+        EXPECT_EQ(editor.GetRow(3), editor.pixelBase_);
+        EXPECT_EQ(editor.GetRow(100), editor.pixelBase_);
+        EXPECT_EQ(editor.GetRow(2), editor.pixelBase_ + 2 * editor.rowBytes());
     }),
               (Lines{"y is too small -1", "y too big: 3 of 3 in GetRow", "y too big: 100 of 3 in GetRow"}));
-    EXPECT_EQ(editor.errorCount, 3);
+    EXPECT_EQ(editor.errorCount_, 3);
     const auto fail = [&](int times) {
         for (int i = 0; i < times; i++) editor.GetRow(3);
     };
     fail(4);  // counted, whether logged or not
     EXPECT_EQ(host.log([&] { fail(5); }).size(), 2u);
-    EXPECT_EQ(editor.errorCount, 12);
+    EXPECT_EQ(editor.errorCount_, 12);
     editor.clear();
-    EXPECT_EQ(editor.errorCount, 0);
+    EXPECT_EQ(editor.errorCount_, 0);
     Writer closed;
     EXPECT_EQ(host.log([&] { EXPECT_EQ(closed.GetRow(0), nullptr); }),
               (Lines{"Warning: Pixelbase is nil!", "y too big: 0 of 0 in GetRow"}));
@@ -72,11 +72,11 @@ TEST(Editors, MissingGdRow) {
     const OwnedPicture picture(host.newPicture(2, 3));
     Writer editor;
     ASSERT_TRUE(editor.GetPictureEditor(picture));
-    EXPECT_EQ(editor.nativeLayout, 6);
-    std::uint8_t* const row = std::exchange(editor.rowTable[1], nullptr);
+    EXPECT_EQ(editor.nativeLayout_, 6);
+    std::uint8_t* const row = std::exchange(editor.rowTable_[1], nullptr);
     EXPECT_EQ(host.log([&] { EXPECT_EQ(editor.GetRow(1), nullptr); }), Lines{"r is nil!"});
-    editor.rowTable[1] = row;
-    EXPECT_EQ(editor.errorCount, 1);
+    editor.rowTable_[1] = row;
+    EXPECT_EQ(editor.errorCount_, 1);
 }
 
 TEST(Editors, WritersRefuseSizes) {
@@ -114,7 +114,7 @@ TEST(Editors, WriterReusesALargeEnoughPicture) {
         PictureWriter writer;
         EXPECT_EQ(host.log([&] { EXPECT_TRUE(writer.NewPictureWriter(destination, 4, 3)); }), c.log);
         const bool reused = c.log.size() == 1 && c.log[0] != "result";
-        EXPECT_EQ(writer.Width(), reused ? c.width : 4);
+        EXPECT_EQ(writer.width(), reused ? c.width : 4);
         const OwnedPicture result(writer.RenderPictureWriter());
         EXPECT_EQ(result.get() == destination.get(), reused);
     }

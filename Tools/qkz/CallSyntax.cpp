@@ -50,7 +50,7 @@ class Reader {
         skipBlanks();
         const auto end = std::ranges::find_if_not(rest_, isNamePart);
         const auto length = static_cast<std::size_t>(end - rest_.begin());
-        const std::string result(rest_.substr(0, length));
+        std::string result(rest_.substr(0, length));
         rest_.remove_prefix(length);
         return result;
     }

@@ -43,7 +43,7 @@ class Session {
     void info() const;
     /// Does a written call. A picture that comes of it becomes the current one, a string is kept, and
     /// anything else is printed, as are the variables passed by reference.
-    void run(const std::string& call);
+    void run(const std::string& text);
     /// Writes the last call's string, or the current picture.
     void save(const std::filesystem::path&) const;
     /// The beginning of the last call's string, or nothing when its result was none.

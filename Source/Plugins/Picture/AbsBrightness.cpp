@@ -1,11 +1,11 @@
 #include "AbsBrightness.h"
 
-#include "rbChannelTables.h"
+#include "ChannelTables.h"
 
 namespace {
 
 auto added(double brightness) {
-    return [brightness](int value) { return ChannelByte(value + brightness); };
+    return [brightness](int value) { return channelByte(value + brightness); };
 }
 
 }  // namespace
@@ -15,5 +15,5 @@ REALpictureStruct* AbsBrightnessPicture1(REALpictureStruct* picture, double b) {
 }
 
 REALpictureStruct* AbsBrightnessPicture3(REALpictureStruct* picture, double red, double green, double blue) {
-    return MapChannels(picture, added(red), added(green), added(blue));
+    return mapChannels(picture, added(red), added(green), added(blue));
 }

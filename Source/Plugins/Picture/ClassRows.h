@@ -41,6 +41,6 @@ REALproperty computed(const char* name, const char* type, std::uint32_t flags) {
 
 /// The plug-in's data of an instance of the class, at the distance that the host wrote at registration.
 template <class Data>
-Data& InstanceData(REALobjectStruct* object, const REALclassDefinition& definition) {
+Data& instanceData(REALobjectStruct* object, const REALclassDefinition& definition) {
     return *reinterpret_cast<Data*>(reinterpret_cast<char*>(object) + definition.forSystemUse);
 }

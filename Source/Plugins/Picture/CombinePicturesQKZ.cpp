@@ -1,13 +1,13 @@
 #include "CombinePicturesQKZ.h"
 
-#include "rbFrame.h"
+#include "Walks.h"
 
 REALpictureStruct* CombinePicturesQKZ(REALpictureStruct* red, REALpictureStruct* blue,
                                       REALpictureStruct* green) {
     PictureReader r, g, b;
     if (!r.GetPictureReader(red) || !g.GetPictureReader(green) || !b.GetPictureReader(blue)) return nullptr;
-    if (!SameSize(r, g) || !SameSize(r, b)) return nullptr;
-    return MapReaders(
+    if (!sameSize(r, g) || !sameSize(r, b)) return nullptr;
+    return mapReaders(
         [](const Pixel& fromRed, const Pixel& fromGreen, const Pixel& fromBlue) {
             return Pixel{fromRed.red, fromGreen.green, fromBlue.blue};
         },

@@ -1,23 +1,23 @@
 #include "Contrast.h"
 
 #include "BrightnessFormula.h"
-#include "rbChannelTables.h"
+#include "ChannelTables.h"
 
 namespace {
 
 auto contrast(double c) {
-    return [change = ContrastFormula(c)](int value) { return ChannelByte(change(value)); };
+    return [change = ContrastFormula(c)](int value) { return channelByte(change(value)); };
 }
 
 auto contrastAbsolute(double c, double brightness) {
     return [change = ContrastFormula(c), brightness](int value) {
-        return ChannelByte(change(value) + brightness);
+        return channelByte(change(value) + brightness);
     };
 }
 
 auto contrastLinear(double c, double brightness) {
     return [change = ContrastFormula(c), squeeze = LinearBrightnessFormula(brightness)](int value) {
-        return ChannelByte(squeeze(change(value)));
+        return channelByte(squeeze(change(value)));
     };
 }
 
@@ -28,7 +28,7 @@ REALpictureStruct* ContrastPicture1(REALpictureStruct* picture, double c) {
 }
 
 REALpictureStruct* ContrastPicture3(REALpictureStruct* picture, double red, double green, double blue) {
-    return MapChannels(picture, contrast(red), contrast(green), contrast(blue));
+    return mapChannels(picture, contrast(red), contrast(green), contrast(blue));
 }
 
 REALpictureStruct* ContrastAbsBrightnessPicture1(REALpictureStruct* picture, double c, double b) {
@@ -39,7 +39,7 @@ REALpictureStruct* ContrastAbsBrightnessPicture3(REALpictureStruct* picture, dou
                                                  double contrastGreen, double contrastBlue,
                                                  double brightnessRed, double brightnessGreen,
                                                  double brightnessBlue) {
-    return MapChannels(picture, contrastAbsolute(contrastRed, brightnessRed),
+    return mapChannels(picture, contrastAbsolute(contrastRed, brightnessRed),
                        contrastAbsolute(contrastGreen, brightnessGreen),
                        contrastAbsolute(contrastBlue, brightnessBlue));
 }
@@ -52,7 +52,7 @@ REALpictureStruct* ContrastLinBrightnessPicture3(REALpictureStruct* picture, dou
                                                  double contrastGreen, double contrastBlue,
                                                  double brightnessRed, double brightnessGreen,
                                                  double brightnessBlue) {
-    return MapChannels(picture, contrastLinear(contrastRed, brightnessRed),
+    return mapChannels(picture, contrastLinear(contrastRed, brightnessRed),
                        contrastLinear(contrastGreen, brightnessGreen),
                        contrastLinear(contrastBlue, brightnessBlue));
 }

@@ -1,7 +1,7 @@
 #include "CountColorQKZ.h"
 
+#include "Walks.h"
 #include "rbData.h"
-#include "rbFrame.h"
 #include "rbMemoryBlock.h"
 
 namespace {
@@ -29,9 +29,9 @@ struct Histograms {
 void addTo(const rbData& block, const Histogram (&lanes)[Histograms::lanes]) {
     for (int i = 0; i < 256; ++i) {
         std::uint8_t* const counter = block.data + 4 * i;
-        std::uint32_t sum = pixel::loadWord(counter);
+        std::uint32_t sum = loadWord(counter);
         for (const Histogram& lane : lanes) sum += lane[i];
-        pixel::storeWord(counter, sum);
+        storeWord(counter, sum);
     }
 }
 
@@ -44,7 +44,7 @@ bool holdsHistogram(const rbData& block) {
 RBInteger CountColorQKZ(REALpictureStruct* picture, RBColor color) {
     PictureReader reader;
     if (!reader.GetPictureReader(picture)) return 0;
-    return CountPixels(reader, [wanted = PixelOf(color)](const Pixel& p) { return SameColor(p, wanted); });
+    return countPixels(reader, [wanted = pixelOf(color)](const Pixel& p) { return sameColor(p, wanted); });
 }
 
 void CountColorsQKZ(REALpictureStruct* picture, REALmemoryBlockStruct** red, REALmemoryBlockStruct** second,
@@ -60,7 +60,7 @@ void CountColorsQKZ(REALpictureStruct* picture, REALmemoryBlockStruct** red, REA
     if (!reader.GetPictureReader(picture)) return;
 
     Histograms histograms{};
-    ForEachRow(reader, [&](auto row, std::int64_t width) {
+    forEachRow(reader, [&](auto row, std::int64_t width) {
         std::int64_t x = 0;
         for (; x + Histograms::lanes <= width; x += Histograms::lanes) {
             for (int lane = 0; lane < Histograms::lanes; ++lane) histograms.count(lane, row[x + lane]);
@@ -70,5 +70,5 @@ void CountColorsQKZ(REALpictureStruct* picture, REALmemoryBlockStruct** red, REA
     addTo(redBlock, histograms.red);
     addTo(greenBlock, histograms.green);
     addTo(blueBlock, histograms.blue);
-    *count = reader.Width() * reader.Height();
+    *count = reader.width() * reader.height();
 }

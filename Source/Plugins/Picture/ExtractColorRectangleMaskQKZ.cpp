@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "MyMemory.h"
-#include "rbFrame.h"
+#include "Walks.h"
 
 namespace {
 
@@ -12,14 +12,14 @@ namespace {
 class BitGrid {
  public:
     BitGrid(std::int64_t lines, std::int64_t bits)
-        : wordsPerLine((bits + 63) / 64),
-          words(static_cast<std::uint64_t*>(AllocateClearMemory(lines * wordsPerLine * 8))) {}
+        : wordsPerLine_((bits + 63) / 64),
+          words_(static_cast<std::uint64_t*>(AllocateClearMemory(lines * wordsPerLine_ * 8))) {}
 
-    explicit operator bool() const { return words != nullptr; }
-    std::uint64_t* line(std::int64_t index) const { return words.get() + index * wordsPerLine; }
-    std::int64_t WordsPerLine() const { return wordsPerLine; }
+    explicit operator bool() const { return words_ != nullptr; }
+    std::uint64_t* line(std::int64_t index) const { return words_.get() + index * wordsPerLine_; }
+    std::int64_t wordsPerLine() const { return wordsPerLine_; }
 
-    /// Is a bit of begin..end-1 set?
+    /// Is a bit of begin..end-1 set? Requires begin < end, as `clear` does.
     bool any(std::int64_t index, std::int64_t begin, std::int64_t end) const {
         std::uint64_t found = 0;
         forRange(index, begin, end, [&](std::uint64_t& word, std::uint64_t mask) { found |= word & mask; });
@@ -31,7 +31,8 @@ class BitGrid {
     }
 
  private:
-    /// Calls `visit(word, mask)` for the words that hold the bits begin..end-1, which are not none.
+    /// Calls `visit(word, mask)` for the words that hold the bits begin..end-1; the mask's bits are those.
+    /// Requires begin < end.
     template <class Visit>
     void forRange(std::int64_t index, std::int64_t begin, std::int64_t end, Visit visit) const {
         std::uint64_t* const bits = line(index);
@@ -44,20 +45,20 @@ class BitGrid {
         visit(bits[last], mask & (~std::uint64_t{0} >> (63 - (end - 1) % 64)));
     }
 
-    std::int64_t wordsPerLine;
-    std::unique_ptr<std::uint64_t[], MemoryDeleter> words;
+    std::int64_t wordsPerLine_;
+    std::unique_ptr<std::uint64_t[], MemoryDeleter> words_;
 };
 
 /// Sets bits begin..begin+count-1 of a line where the pixels are not gray.
-template <class Source>
-void markColored(std::uint64_t* line, std::int64_t begin, std::int64_t count, frame::SourceRow<Source> row) {
+template <class Row>
+void markColored(std::uint64_t* line, std::int64_t begin, std::int64_t count, Row row) {
     constexpr std::int64_t chunk = 1024;
     std::uint8_t colored[chunk];
     for (std::int64_t start = 0; start < count; start += chunk) {
         const std::int64_t pixels = std::min(chunk, count - start);
         std::uint8_t* const flags = colored;
-        RunOnBestCpu([=] {
-            for (std::int64_t x = 0; x < pixels; ++x) flags[x] = IsGray(row[start + x]) ? 0 : 1;
+        runOnBestCpu([=] {
+            for (std::int64_t x = 0; x < pixels; ++x) flags[x] = isGrayPixel(row[start + x]) ? 0 : 1;
         });
         for (std::int64_t x = 0; x < pixels; ++x) {
             const std::int64_t bit = begin + start + x;
@@ -115,37 +116,31 @@ REALpictureStruct* ExtractColorRectangleMask(REALpictureStruct* picture, RBInteg
                                              RBInteger width, RBInteger height) {
     PictureReader reader;
     if (!reader.GetPictureReader(picture)) return nullptr;
-    const std::int64_t pictureWidth = reader.Width();
-    const std::int64_t pictureHeight = reader.Height();
+    const std::int64_t pictureWidth = reader.width();
+    const std::int64_t pictureHeight = reader.height();
     const BitGrid rows(pictureHeight, pictureWidth);
     const BitGrid columns(pictureWidth, pictureHeight);
     if (!rows || !columns) return nullptr;
     PictureWriter writer;
     if (!writer.NewPictureWriter(pictureWidth, pictureHeight)) return nullptr;
 
-    const Area region = ClipArea(reader, left, top, width, height, WholeWhen::negative);
+    const Area region = clipArea(reader, left, top, width, height, WholeWhen::negative);
     // The reader deliberately starts at the picture's first row, not at the region's.
     const Area read{region.left, 0, region.right, region.bottom - region.top};
-    frame::visitSource<Channels::color>(reader.Format(), [&]<class Source>(Source) {
-        WalkRows(
-            read,
-            [&](std::int64_t y, std::int64_t count) {
-                markColored(rows.line(region.top + y), region.left, count,
-                            frame::SourceRow<Source>{frame::rowStart(reader, read)});
-            },
-            reader);
+    readRows(reader, read, [&](std::int64_t y, auto row, std::int64_t count) {
+        markColored(rows.line(region.top + y), region.left, count, row);
     });
     transpose(rows, columns, pictureWidth, pictureHeight);
 
-    for (std::int64_t y = 0; y < pictureHeight; ++y) FillPixels(writer, y, 0, pictureWidth, GrayPixel(255));
+    for (std::int64_t y = 0; y < pictureHeight; ++y) fillPixels(writer, y, 0, pictureWidth, grayPixel(255));
     for (std::int64_t y = 0; y < pictureHeight; ++y) {
-        for (std::int64_t i = 0; i < rows.WordsPerLine(); ++i) {
+        for (std::int64_t i = 0; i < rows.wordsPerLine(); ++i) {
             while (const std::uint64_t word = rows.line(y)[i]) {
                 const Area found =
                     grow(rows, columns, pictureWidth, pictureHeight, 64 * i + std::countr_zero(word), y);
                 for (std::int64_t row = found.top; row < found.bottom; ++row) {
                     rows.clear(row, found.left, found.right);
-                    FillPixels(writer, row, found.left, found.right, GrayPixel(0));
+                    fillPixels(writer, row, found.left, found.right, grayPixel(0));
                 }
                 for (std::int64_t x = found.left; x < found.right; ++x) {
                     columns.clear(x, found.top, found.bottom);

@@ -1,13 +1,13 @@
 #include "LinBrightnessPicture.h"
 
 #include "BrightnessFormula.h"
-#include "rbChannelTables.h"
+#include "ChannelTables.h"
 
 namespace {
 
 auto squeezed(double brightness) {
     return [squeeze = LinearBrightnessFormula(brightness)](int value) {
-        return static_cast<std::uint8_t>(TruncateToInt32(squeeze(value)));
+        return static_cast<std::uint8_t>(truncateToInt32(squeeze(value)));
     };
 }
 
@@ -18,5 +18,5 @@ REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* picture, double b) {
 }
 
 REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* picture, double red, double green, double blue) {
-    return MapChannels(picture, squeezed(red), squeezed(green), squeezed(blue));
+    return mapChannels(picture, squeezed(red), squeezed(green), squeezed(blue));
 }

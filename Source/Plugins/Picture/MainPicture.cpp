@@ -23,6 +23,7 @@
 #include "SaturationPicture.h"
 #include "ScrollPicture.h"
 #include "Sepia.h"
+#include "ThresholdPicture.h"
 #include "TintPicture.h"
 #include "TransformColorsQKZ.h"
 #include "TransformPicture.h"

@@ -4,13 +4,13 @@
 #include <iterator>
 
 #include "ClassRows.h"
-#include "rbFrame.h"
-#include "rbVector.h"
+#include "Vectors.h"
+#include "Walks.h"
 
 namespace {
 
 PictureLut3DData& dataOf(REALobjectStruct* object) {
-    return InstanceData<PictureLut3DData>(object, pictureLut3DClass);
+    return instanceData<PictureLut3DData>(object, pictureLut3DClass);
 }
 
 void constructor(REALobjectStruct*) {}
@@ -70,8 +70,8 @@ struct Interpolation {
                      alongRed = grid->fraction[p.red];
         const auto interpolateBlue = [=](Results& result, std::ptrdiff_t offset) {
             Results from, to;
-            LoadVector(from, cell + offset);
-            LoadVector(to, cell + offset + blue);
+            loadVector(from, cell + offset);
+            loadVector(to, cell + offset + blue);
             result = from + (to - from) * alongBlue;
         };
         Results c00, c01, c10, c11;
@@ -97,19 +97,17 @@ RBBoolean Run(REALobjectStruct* object) {
     PictureReader reader;
     if (!data.sourcePicture || !reader.GetPictureReader(data.sourcePicture)) return false;
     PictureWriter writer;
-    if (!writer.NewPictureWriter(reader.Width(), reader.Height())) return false;
-    const Span columns = axis(data.minX, data.maxX, reader.Width());
-    const Span rows = axis(data.minY, data.maxY, reader.Height());
+    if (!writer.NewPictureWriter(reader.width(), reader.height())) return false;
+    const Span columns = axis(data.minX, data.maxX, reader.width());
+    const Span rows = axis(data.minY, data.maxY, reader.height());
     const Area area{columns.begin, rows.begin, columns.end, rows.end, ColumnStart::pixel};
     const bool whole =
-        columns.begin == 0 && rows.begin == 0 && columns.end == reader.Width() && rows.end == reader.Height();
+        columns.begin == 0 && rows.begin == 0 && columns.end == reader.width() && rows.end == reader.height();
     if (!whole) {
-        MapPixels(
-            writer, WholeArea(reader), [](const Pixel& p) { return p; }, reader);
-        writer.GetRow(0);
-        reader.GetRow(0);
+        mapPixels(
+            writer, wholeArea(reader), [](const Pixel& p) { return p; }, reader);
     }
-    MapPixels(writer, area, Interpolation{&data, &grid}, reader);
+    mapPixels(writer, area, Interpolation{&data, &grid}, reader);
     REALpictureStruct* const result = writer.RenderPictureWriter();
     if (!result) return false;
     rbFreeNow(data.destinationPicture);

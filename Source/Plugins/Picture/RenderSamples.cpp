@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "Walks.h"
 #include "rbData.h"
-#include "rbFrame.h"
 
 namespace {
 
@@ -107,13 +107,13 @@ template <std::size_t bytes>
 Envelope envelopeOf(Samples<bytes> samples, const PictureEditor& picture, std::int64_t smooth,
                     bool autoScale) {
     Envelope result;
-    if (samples.count < picture.Width()) {
-        result.lowest = result.highest = interpolated(samples, picture.Width());
+    if (samples.count < picture.width()) {
+        result.lowest = result.highest = interpolated(samples, picture.width());
     } else {
-        result = extremes(samples, picture.Width());
+        result = extremes(samples, picture.width());
     }
     const double peak = autoScale ? loudest(samples) : fullScale;
-    const double middle = static_cast<double>(picture.Height() - 1) / 2;
+    const double middle = static_cast<double>(picture.height() - 1) / 2;
     for (Columns* const values : {&result.lowest, &result.highest}) {
         *values = smoothed(*values, smooth);
         for (double& value : *values) value = middle - (peak > 0 ? value / peak : 0) * middle;
@@ -173,14 +173,14 @@ Envelope penTrack(const Columns& line, double radius) {
 template <class Target>
 class Canvas {
  public:
-    explicit Canvas(PictureWriter& writer) : width(writer.Width()) {
-        for (std::int64_t y = 0; y < writer.Height(); ++y) rows.push_back(writer.GetRow(y));
+    explicit Canvas(PictureWriter& writer) : width_(writer.width()) {
+        for (std::int64_t y = 0; y < writer.height(); ++y) rows_.push_back(writer.GetRow(y));
     }
 
     /// Blends the colour over what is there. `coverage` is 0..1. Nothing happens outside the picture.
-    void DrawPixel(std::int64_t x, std::int64_t y, const Pixel& color, double coverage) {
-        if (x < 0 || x >= width || y < 0 || y >= height()) return;
-        std::uint8_t* const row = rows[static_cast<std::size_t>(y)];
+    void drawPixel(std::int64_t x, std::int64_t y, const Pixel& color, double coverage) {
+        if (x < 0 || x >= width_ || y < 0 || y >= height()) return;
+        std::uint8_t* const row = rows_[static_cast<std::size_t>(y)];
         if (!row) return;
         std::uint8_t* const place = row + x * Target::bytes;
         const Pixel old = Target::load(place);
@@ -192,12 +192,12 @@ class Canvas {
     }
 
     /// Draws the pixels whose middles are within the envelope.
-    void DrawEnvelope(const Envelope& envelope, const Pixel& color) {
-        for (std::int64_t x = 0; x < width; ++x) {
+    void drawEnvelope(const Envelope& envelope, const Pixel& color) {
+        for (std::int64_t x = 0; x < width_; ++x) {
             const auto i = static_cast<std::size_t>(x);
             const Span span = rowsWithin(envelope.lowest[i], envelope.highest[i]);
             for (std::int64_t y = span.begin; y < span.end; ++y) {
-                std::uint8_t* const row = rows[static_cast<std::size_t>(y)];
+                std::uint8_t* const row = rows_[static_cast<std::size_t>(y)];
                 if (row) Target::storeOpaque(row + x * Target::bytes, color);
             }
         }
@@ -205,7 +205,7 @@ class Canvas {
 
     /// Draws an anti-aliased line in Wu's manner, one pixel wide: where it is flat, two rows share each
     /// column's point; where it is steep, two columns share each row's.
-    void DrawWuLine(const Columns& line, const Pixel& color) {
+    void drawWuLine(const Columns& line, const Pixel& color) {
         for (std::size_t i = 0; i < line.size(); ++i) {
             const auto x = static_cast<std::int64_t>(i);
             const double y = line[i];
@@ -214,30 +214,30 @@ class Canvas {
             const bool turns = before * after < 0;
             if (turns || std::min(std::abs(before), std::abs(after)) <= 1) {
                 const double row = std::floor(y);
-                DrawPixel(x, static_cast<std::int64_t>(row), color, 1 - (y - row));
-                DrawPixel(x, static_cast<std::int64_t>(row) + 1, color, y - row);
+                drawPixel(x, static_cast<std::int64_t>(row), color, 1 - (y - row));
+                drawPixel(x, static_cast<std::int64_t>(row) + 1, color, y - row);
             }
             if (std::abs(after) <= 1) continue;
             const Span span = rowsWithin(std::min(y, y + after), std::max(y, y + after));
             for (std::int64_t row = span.begin; row < span.end; ++row) {
                 const double right = std::clamp((static_cast<double>(row) - y) / after, 0.0, 1.0);
-                DrawPixel(x, row, color, 1 - right);
-                DrawPixel(x + 1, row, color, right);
+                drawPixel(x, row, color, 1 - right);
+                drawPixel(x + 1, row, color, right);
             }
         }
     }
 
     /// Draws an anti-aliased line of any width from 1 on.
-    void DrawThickLine(const Columns& line, double lineWidth, const Pixel& color) {
-        if (lineWidth == 1) return DrawWuLine(line, color);
+    void drawThickLine(const Columns& line, double lineWidth, const Pixel& color) {
+        if (lineWidth == 1) return drawWuLine(line, color);
         const Envelope track = penTrack(line, (lineWidth - 1) / 2);
-        DrawEnvelope(track, color);
-        DrawWuLine(track.lowest, color);
-        DrawWuLine(track.highest, color);
+        drawEnvelope(track, color);
+        drawWuLine(track.lowest, color);
+        drawWuLine(track.highest, color);
     }
 
  private:
-    std::int64_t height() const { return static_cast<std::int64_t>(rows.size()); }
+    std::int64_t height() const { return static_cast<std::int64_t>(rows_.size()); }
 
     /// The picture's rows from top to bottom, which may be anywhere not too far for 64 bits.
     Span rowsWithin(double top, double bottom) const {
@@ -245,8 +245,8 @@ class Canvas {
                 std::min(static_cast<std::int64_t>(std::floor(bottom)) + 1, height())};
     }
 
-    std::int64_t width;
-    std::vector<std::uint8_t*> rows;  // null where one is missing
+    std::int64_t width_;
+    std::vector<std::uint8_t*> rows_;  // null where one is missing
 };
 
 }  // namespace
@@ -270,19 +270,19 @@ REALpictureStruct* RenderSamplesQKZ(REALmemoryBlockStruct* samples, RBInteger sa
                               : bits == 24 ? envelopeFor(Samples<3>{block.data, sampleCount})
                                            : envelopeFor(Samples<4>{block.data, sampleCount});
 
-    for (std::int64_t y = 0; y < writer.Height(); ++y) {
-        FillPixels(writer, y, 0, writer.Width(), PixelOf(backColor));
+    for (std::int64_t y = 0; y < writer.height(); ++y) {
+        fillPixels(writer, y, 0, writer.width(), pixelOf(backColor));
     }
-    frame::visitTarget<Channels::color>(writer.Format(), [&]<class Target>(Target) {
+    visitTarget<Channels::color>(writer.format(), [&]<class Target>(Target) {
         Canvas<Target> canvas(writer);
-        if (outlineWidth < 1) return canvas.DrawEnvelope(joined(envelope), PixelOf(foreColor));
-        canvas.DrawEnvelope(envelope, PixelOf(foreColor));
+        if (outlineWidth < 1) return canvas.drawEnvelope(joined(envelope), pixelOf(foreColor));
+        canvas.drawEnvelope(envelope, pixelOf(foreColor));
         // A pen with the height as its radius covers everything already.
-        const auto pen = static_cast<double>(std::min(outlineWidth, 2 * writer.Height() + 1));
-        canvas.DrawThickLine(envelope.lowest, pen, PixelOf(outlineColor));
+        const auto pen = static_cast<double>(std::min(outlineWidth, 2 * writer.height() + 1));
+        canvas.drawThickLine(envelope.lowest, pen, pixelOf(outlineColor));
         // Drawing the same line twice would make its soft edges harder.
         if (envelope.highest != envelope.lowest) {
-            canvas.DrawThickLine(envelope.highest, pen, PixelOf(outlineColor));
+            canvas.drawThickLine(envelope.highest, pen, pixelOf(outlineColor));
         }
     });
     return writer.RenderPictureWriter();

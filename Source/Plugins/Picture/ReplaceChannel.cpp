@@ -1,7 +1,7 @@
 #include "ReplaceChannel.h"
 
+#include "Walks.h"
 #include "rbException.h"
-#include "rbFrame.h"
 
 namespace {
 
@@ -15,8 +15,8 @@ REALpictureStruct* replaceChannel(REALpictureStruct* picture, REALpictureStruct*
     PictureReader self;
     PictureReader other;
     if (!self.GetPictureReader(picture) || !other.GetPictureReader(channel)) return nullptr;
-    if (other.Width() < self.Width() || other.Height() < self.Height()) return nullptr;
-    return MapReaders(formula, self, other);
+    if (other.width() < self.width() || other.height() < self.height()) return nullptr;
+    return mapReaders(formula, self, other);
 }
 
 }  // namespace

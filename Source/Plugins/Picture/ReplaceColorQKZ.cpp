@@ -1,9 +1,9 @@
 #include "ReplaceColorQKZ.h"
 
-#include "rbFrame.h"
+#include "Walks.h"
 
 REALpictureStruct* ReplaceColorQKZ(REALpictureStruct* picture, RBColor searchColor,
                                    RBColor replaceWithColor) {
-    return MapPicture(picture, [search = PixelOf(searchColor), replacement = PixelOf(replaceWithColor)](
-                                   const Pixel& p) { return Select(SameColor(p, search), replacement, p); });
+    return mapPicture(picture, [search = pixelOf(searchColor), replacement = pixelOf(replaceWithColor)](
+                                   const Pixel& p) { return select(sameColor(p, search), replacement, p); });
 }

@@ -1,6 +1,6 @@
 #include "SaturationPicture.h"
 
-#include "rbFrame.h"
+#include "Walks.h"
 
 namespace {
 
@@ -30,7 +30,7 @@ REALpictureStruct* SaturationPicture(REALpictureStruct* picture, RBInteger amoun
     const auto factor = static_cast<std::int64_t>(static_cast<std::uint64_t>(amount) + 255);
     constexpr std::int64_t largest32 = 0x7FFFFFFF / 255;  // times 255 it still fits 32 bits
     if (factor >= -largest32 && factor <= largest32) {
-        return MapPicture(picture, Saturation<std::int32_t>{static_cast<std::int32_t>(factor)});
+        return mapPicture(picture, Saturation<std::int32_t>{static_cast<std::int32_t>(factor)});
     }
-    return MapPicture(picture, Saturation<std::int64_t>{factor});
+    return mapPicture(picture, Saturation<std::int64_t>{factor});
 }

@@ -5,7 +5,7 @@
 #include <numeric>
 
 #include "MyMemory.h"
-#include "rbFrame.h"
+#include "Walks.h"
 #include "rbFreeLater.h"
 #include "rbpictureUtil.h"
 
@@ -39,22 +39,22 @@ std::int64_t wrapped(std::int64_t delta, std::int64_t size) {
 void copyRow(PictureEditor& editor, std::int64_t to, std::int64_t from) {
     const std::uint8_t* const source = editor.GetRow(from);
     std::uint8_t* const target = editor.GetRow(to);
-    if (source && target) std::memcpy(target, source, static_cast<std::size_t>(editor.RowBytes()));
+    if (source && target) std::memcpy(target, source, static_cast<std::size_t>(editor.rowBytes()));
 }
 
 void whitenRows(PictureEditor& editor, std::int64_t begin, std::int64_t end) {
     for (std::int64_t y = begin; y < end; ++y) {
         if (std::uint8_t* const row = editor.GetRow(y)) {
-            std::memset(row, white, static_cast<std::size_t>(editor.RowBytes()));
+            std::memset(row, white, static_cast<std::size_t>(editor.rowBytes()));
         }
     }
 }
 
 /// Moves every row down by `shift`, around the end: along each cycle of rows only one is set aside.
 bool rotateRows(PictureEditor& editor, std::int64_t shift) {
-    const std::int64_t height = editor.Height();
-    const auto bytes = static_cast<std::size_t>(editor.RowBytes());
-    const Scratch saved = newScratch(editor.RowBytes());
+    const std::int64_t height = editor.height();
+    const auto bytes = static_cast<std::size_t>(editor.rowBytes());
+    const Scratch saved = newScratch(editor.rowBytes());
     if (!saved) return false;
     const std::int64_t cycles = std::gcd(shift, height);
     for (std::int64_t start = 0; start < cycles; ++start) {
@@ -107,8 +107,8 @@ void moveRight(std::uint8_t* row, std::int64_t width, std::int64_t shift) {
 /// Does `work` to every row's first byte.
 template <class Work>
 void forEachRow(PictureEditor& editor, Work work) {
-    WalkRows(
-        WholeArea(editor), [&](std::int64_t, std::int64_t) { work(editor.CurrentRow()); }, editor);
+    walkRows(
+        wholeArea(editor), [&](std::int64_t, std::int64_t) { work(editor.currentRow()); }, editor);
 }
 
 }  // namespace
@@ -118,7 +118,7 @@ RBBoolean ScrollVertical(REALpictureStruct* picture, RBInteger delta, RBBoolean 
     if (delta == 0) return true;
     PictureEditor editor;
     if (!editor.GetPictureEditor(picture)) return false;
-    const std::int64_t height = editor.Height();
+    const std::int64_t height = editor.height();
     if (height < 1) return true;
     if (wrap) {
         const std::int64_t shift = wrapped(delta, height);
@@ -143,7 +143,7 @@ RBBoolean ScrollHorizontal(REALpictureStruct* picture, RBInteger delta, RBBoolea
     PictureEditor editor;
     // From here on the answer is deliberately true, whatever happens.
     if (!editor.GetPictureEditor(picture)) return true;
-    const std::int64_t width = editor.Width();
+    const std::int64_t width = editor.width();
     if (width < 1) return true;
     if (wrap) {
         const std::int64_t shift = wrapped(delta, width);
@@ -152,7 +152,7 @@ RBBoolean ScrollHorizontal(REALpictureStruct* picture, RBInteger delta, RBBoolea
         if (!saved) return true;
         forEachRow(editor, [&](std::uint8_t* row) { rotatePixels(row, width, shift, saved.get()); });
     } else if (delta >= width || delta <= -width) {
-        whitenRows(editor, 0, editor.Height());
+        whitenRows(editor, 0, editor.height());
     } else if (delta < 0) {
         forEachRow(editor, [&](std::uint8_t* row) { moveLeft(row, width, -delta); });
     } else {

@@ -3,13 +3,13 @@
 #include <cstddef>
 #include <iterator>
 
+#include "ChannelTables.h"
 #include "ClassRows.h"
-#include "rbChannelTables.h"
 
 namespace {
 
 PictureSepiaData& dataOf(REALobjectStruct* object) {
-    return InstanceData<PictureSepiaData>(object, pictureSepiaClass);
+    return instanceData<PictureSepiaData>(object, pictureSepiaClass);
 }
 
 void PictureSepiaClassConstructor(REALobjectStruct* object) {
@@ -47,7 +47,7 @@ struct Wrapping {
     std::uint32_t value;
 
     static Wrapping weight(double factor) {
-        return {static_cast<std::uint32_t>(TruncateToInt32(factor * 1024))};
+        return {static_cast<std::uint32_t>(truncateToInt32(factor * 1024))};
     }
     static Wrapping tint(RBInteger property) { return {static_cast<std::uint32_t>(property)}; }
     std::uint32_t operator*(int channel) const { return value * static_cast<std::uint32_t>(channel); }
@@ -61,16 +61,16 @@ RBBoolean Run(REALobjectStruct* object) {
     PictureReader reader;
     if (!data.sourcePicture || !reader.GetPictureReader(data.sourcePicture)) return false;
     PictureWriter writer;
-    if (!writer.NewPictureWriter(reader.Width(), reader.Height())) return false;
-    const Area area{0, 0, processed(data.minX, data.maxX, reader.Width()),
-                    processed(data.minY, data.maxY, reader.Height())};
+    if (!writer.NewPictureWriter(reader.width(), reader.height())) return false;
+    const Area area{0, 0, processed(data.minX, data.maxX, reader.width()),
+                    processed(data.minY, data.maxY, reader.height())};
     const auto red = Wrapping::weight(data.weightRed);
     const auto green = Wrapping::weight(data.weightGreen);
     const auto blue = Wrapping::weight(data.weightBlue);
     const auto tintRed = Wrapping::tint(data.sepiaRed);
     const auto tintGreen = Wrapping::tint(data.sepiaGreen);
     const auto tintBlue = Wrapping::tint(data.sepiaBlue);
-    MapPixels(
+    mapPixels(
         writer, area,
         [=](const Pixel& p) {
             const int gray = static_cast<int>(red * p.red + green * p.green + blue * p.blue) / 1024;

@@ -1,6 +1,6 @@
 #include "TintPicture.h"
 
-#include "rbFrame.h"
+#include "Walks.h"
 
 namespace {
 
@@ -16,9 +16,9 @@ struct Weights {
 }  // namespace
 
 REALpictureStruct* TintPictureQKZ(REALpictureStruct* source, RBColor greyBase, RBColor sepiaBase) {
-    const Weights grey(PixelOf(greyBase));
-    const Weights sepia(PixelOf(sepiaBase));
-    return MapPicture(source, [=](const Pixel& p) {
+    const Weights grey(pixelOf(greyBase));
+    const Weights sepia(pixelOf(sepiaBase));
+    return mapPicture(source, [=](const Pixel& p) {
         const double level = p.red * grey.red + p.green * grey.green + p.blue * grey.blue;
         const auto scaled = [=](double scale) { return std::min(static_cast<int>(scale * level), 255); };
         return Pixel{scaled(sepia.red), scaled(sepia.green), scaled(sepia.blue)};

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "rbChannelTables.h"
+#include "ChannelTables.h"
 #include "rbData.h"
 #include "rbException.h"
 
@@ -36,7 +36,7 @@ REALpictureStruct* TransformColorsQKZ(REALpictureStruct* picture, REALmemoryBloc
     PictureReader reader;
     if (!reader.GetPictureReader(picture)) return nullptr;
     PictureWriter writer;
-    if (!writer.NewPictureWriter(destination, reader.Width(), reader.Height())) return nullptr;
-    MapPixels(writer, WholeArea(reader), TableLookup{&tables}, reader);
+    if (!writer.NewPictureWriter(destination, reader.width(), reader.height())) return nullptr;
+    mapPixels(writer, wholeArea(reader), TableLookup(tables), reader);
     return writer.RenderPictureWriter();
 }

@@ -1,6 +1,6 @@
 #include "invert.h"
 
-#include "rbFrame.h"
+#include "Walks.h"
 #include "rbMultiplyUtil.h"
 
 namespace {
@@ -41,15 +41,15 @@ REALpictureStruct* invert(REALpictureStruct* picture, RBInteger left, RBInteger 
     if (!reader.GetPictureReader(picture)) return nullptr;
     PictureWriter writer;
     if (!writer.NewPictureWriter(reader)) return nullptr;
-    const Area area = ClipArea(reader, left, top, width, height, whole);
-    if (reader.HasAlpha()) {
+    const Area area = clipArea(reader, left, top, width, height, whole);
+    if (reader.hasAlpha()) {
         const InvertTable* const table = &invertTable();
-        MapPixels<Channels::colorAndAlpha>(
+        mapPixels<Channels::colorAndAlpha>(
             writer, area, [=](Pixel p) { return selected(p) ? invertedPremultiplied(p, *table) : p; },
             reader);
     } else {
-        MapPixels(
-            writer, area, [=](Pixel p) { return Select(selected(p), inverted(p), p); }, reader);
+        mapPixels(
+            writer, area, [=](Pixel p) { return select(selected(p), inverted(p), p); }, reader);
     }
     return writer.RenderPictureWriter();
 }
@@ -68,7 +68,7 @@ REALpictureStruct* InvertPicture2(REALpictureStruct* picture) { return InvertPic
 REALpictureStruct* InvertGrayPicture(REALpictureStruct* picture, RBInteger left, RBInteger top,
                                      RBInteger width, RBInteger height) {
     return invert(picture, left, top, width, height, WholeWhen::negative,
-                  [](const Pixel& p) { return IsGray(p); });
+                  [](const Pixel& p) { return isGrayPixel(p); });
 }
 
 REALpictureStruct* InvertGrayPicture2(REALpictureStruct* picture) {

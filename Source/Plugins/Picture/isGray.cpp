@@ -1,34 +1,33 @@
 #include "isGray.h"
 
-#include "rbFrame.h"
-#include "rbVector.h"
+#include "Vectors.h"
+#include "Walks.h"
 
 namespace {
 
 /// The largest difference of two channels.
-struct Spread {
+struct Spread : MeasuresWords {
     int operator()(const Pixel& p) const {
         return std::max(std::max(p.red, p.green), p.blue) - std::min(std::min(p.red, p.green), p.blue);
     }
 
-    /// The largest of a row of words.
-    int ofWords(const std::uint8_t* words, std::int64_t count) const {
+    int largestOfWords(const std::uint8_t* words, std::int64_t count) const {
         VectorBytes most{};
         std::int64_t x = 0;
 #pragma GCC unroll 4
         for (; x + vectorPixels <= count; x += vectorPixels) {
             // The lowest byte of each word sees blue, green and red in turn; the others do not count.
             VectorWords pixels;
-            LoadVector(pixels, words + 4 * x);
+            loadVector(pixels, words + 4 * x);
             const auto green = reinterpret_cast<VectorBytes>(pixels >> 8);
             const auto red = reinterpret_cast<VectorBytes>(pixels >> 16);
             auto largest = reinterpret_cast<VectorBytes>(pixels);
             auto smallest = largest;
-            SetToLarger(largest, green);
-            SetToLarger(largest, red);
-            SetToSmaller(smallest, green);
-            SetToSmaller(smallest, red);
-            SetToLarger(most, largest - smallest);
+            setToLarger(largest, green);
+            setToLarger(largest, red);
+            setToSmaller(smallest, green);
+            setToSmaller(smallest, red);
+            setToLarger(most, largest - smallest);
         }
         int result = 0;
         for (std::int64_t i = 0; i < vectorPixels; ++i) result = std::max<int>(result, most[4 * i]);
@@ -45,7 +44,7 @@ RBBoolean isGray(REALpictureStruct* picture, RBInteger tolerance, RBInteger left
                  RBInteger width, RBInteger height) {
     // Channels never differ by more than 255.
     const int limit = static_cast<int>(std::abs(std::clamp<RBInteger>(tolerance, -255, 255)));
-    return AllWithin(picture, left, top, width, height, limit, Spread{});
+    return allWithin(picture, left, top, width, height, limit, Spread{});
 }
 
 RBBoolean isGray2(REALpictureStruct* picture, RBInteger tolerance) {

@@ -35,13 +35,13 @@ void REALPluginMain(HostResolver resolver) {
     const KeepUncaught keep;
     hostResolver = resolver;
     attempt([] {
-        const auto version = reinterpret_cast<double (*)()>(HostFunction("REALGetRBVersion"));
-        if (version) hostVersion = version();
+        HostService version(service::REALGetRBVersion);
+        if (version.address()) hostVersion = version();
     });
     sdkVersion = sdkVersionFor(hostVersion);
     if (!resolver) return;
     // Not tested for null: a host that accepts plug-ins always offers this service.
-    attempt([=] { reinterpret_cast<void (*)(std::int32_t)>(resolver("RegisterPluginVersion"))(sdkVersion); });
+    attempt([] { HostService(service::RegisterPluginVersion).address()(sdkVersion); });
     PluginEntry();
 }
 
@@ -69,17 +69,16 @@ std::int64_t TickCount() { return static_cast<std::int64_t>(LinuxGetTime() * 60.
 // The wrappers that are more than a call.
 
 REALobjectStruct* REALCallFunctionWithExceptionHandler(void (*function)(void*), void* data) {
-    using Service =
-        HostService<"PluginCallFunctionWithExceptionHandler", REALobjectStruct*(void (*)(void*), void*)>;
-    if (const auto service = Service::address()) return service(function, data);
+    static constinit HostService handler(service::PluginCallFunctionWithExceptionHandler);
+    if (handler.address()) return handler(function, data);
     function(data);
     return nullptr;
 }
 
 bool REALGetPropValueBoolean(REALobjectStruct* object, const char* name, bool* value) {
+    static constinit HostPredicate get(service::REALGetPropValueBool);
     RBBoolean byte = 0;
-    const bool exists = HostPredicate<"REALGetPropValueBool", REALobjectStruct*, const char*, RBBoolean*>{}(
-        object, name, &byte);
+    const bool exists = get(object, name, &byte);
     if (exists) *value = byte != 0;
     return exists;
 }
@@ -87,13 +86,13 @@ bool REALGetPropValueBoolean(REALobjectStruct* object, const char* name, bool* v
 const char* REALGetStringContents(REALstringStruct* string, std::int64_t* length) {
     *length = 0;
     if (!string) return nullptr;
-    using LenB = RBInteger (*)(REALstringStruct*);
-    static std::atomic<LenB> slot = nullptr;
-    LenB lengthInBytes = slot.load(std::memory_order_relaxed);
+    static constinit HostService contents(service::StringGetCString);
+    static constinit std::atomic<RBInteger (*)(REALstringStruct*)> slot = nullptr;
+    auto* lengthInBytes = slot.load(std::memory_order_relaxed);
     if (!lengthInBytes) {
-        lengthInBytes = reinterpret_cast<LenB>(REALLoadFrameworkMethod("LenB( s as string ) as integer"));
+        lengthInBytes = globalMethod(hostmethod::lenB);
         slot.store(lengthInBytes, std::memory_order_relaxed);
     }
     if (lengthInBytes) *length = lengthInBytes(string);
-    return HostService<"StringGetCString", const char*(REALstringStruct*)>{}(string);
+    return contents(string);
 }

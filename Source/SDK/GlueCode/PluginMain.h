@@ -5,7 +5,6 @@
 // false), and is asked for again on the next call.
 #pragma once
 
-#include <algorithm>
 #include <atomic>
 #include <type_traits>
 
@@ -47,123 +46,129 @@ std::int64_t TickCount();
 /// The address that the host's resolver gives for a name; null without a resolver.
 void* HostFunction(const char* name);
 
-/// A service's name as a template argument.
-template <std::size_t N>
-struct ServiceName {
-    char text[N];
-    consteval ServiceName(const char (&name)[N]) { std::copy_n(name, N, text); }
-};
-
-/// One host service: look-up, cache and neutral result.
-template <ServiceName Name, class Signature>
+/// One host service: look-up, the kept address, and the neutral result.
+template <class Signature>
 class HostService;
 
-template <ServiceName Name, class Result, class... Arguments>
-class HostService<Name, Result(Arguments...)> {
+template <class Result, class... Arguments>
+class HostService<Result(Arguments...)> {
  public:
     using Function = Result (*)(Arguments...);
 
+    constexpr explicit HostService(const HostFunctionType<Result(Arguments...)>& type) : name_(type.name) {}
+    HostService(const HostService&) = delete;
+    HostService& operator=(const HostService&) = delete;
+
     /// The service's address, or null when the host does not offer it. Null is not remembered.
-    static Function address() {
-        static std::atomic<Function> slot = nullptr;
-        Function service = slot.load(std::memory_order_relaxed);
+    Function address() {
+        Function service = slot_.load(std::memory_order_relaxed);
         if (!service) {
-            service = reinterpret_cast<Function>(HostFunction(Name.text));
-            slot.store(service, std::memory_order_relaxed);
+            service = reinterpret_cast<Function>(HostFunction(name_));
+            slot_.store(service, std::memory_order_relaxed);
         }
         return service;
     }
 
-    Result operator()(Arguments... arguments) const {
+    Result operator()(Arguments... arguments) {
         if (const Function service = address()) return service(arguments...);
         if constexpr (!std::is_void_v<Result>) return Result{};
     }
+
+ private:
+    const char* name_;
+    std::atomic<Function> slot_ = nullptr;
 };
+template <class Signature>
+HostService(const HostFunctionType<Signature>&) -> HostService<Signature>;
 
 /// A service that answers with a byte of which only "zero or not" counts.
-template <ServiceName Name, class... Arguments>
-struct HostPredicate {
-    bool operator()(Arguments... arguments) const {
-        return HostService<Name, RBBoolean(Arguments...)>{}(arguments...) != 0;
-    }
+template <class Signature>
+class HostPredicate;
+
+template <class... Arguments>
+class HostPredicate<RBBoolean(Arguments...)> {
+ public:
+    constexpr explicit HostPredicate(const HostFunctionType<RBBoolean(Arguments...)>& type)
+        : service_(type) {}
+    bool operator()(Arguments... arguments) { return service_(arguments...) != 0; }
+
+ private:
+    HostService<RBBoolean(Arguments...)> service_;
 };
+template <class Signature>
+HostPredicate(const HostFunctionType<Signature>&) -> HostPredicate<Signature>;
 
 // The wrapper's name and the name asked of the host often differ; both are the host's.
 
+// clang-format off
 // Registration
-inline constexpr HostService<"PluginRegisterClass", void(REALclassDefinition*)> REALRegisterClass;
-inline constexpr HostService<"PluginRegisterModule", void(REALmoduleDefinition*)> REALRegisterModule;
-inline constexpr HostService<"PluginRegisterClassExtension", void(REALclassDefinition*)>
-    REALRegisterClassExtension;
-inline constexpr HostService<"PluginRegisterMethod", void(REALmethodDefinition*)> REALRegisterMethod;
+inline constinit HostService REALRegisterClass(service::PluginRegisterClass);
+inline constinit HostService REALRegisterModule(service::PluginRegisterModule);
+inline constinit HostService REALRegisterClassExtension(service::PluginRegisterClassExtension);
+inline constinit HostService REALRegisterMethod(service::PluginRegisterMethod);
 
 // Objects and classes
-inline constexpr HostService<"REALLockObject", void(REALobjectStruct*)> REALLockObject;
-inline constexpr HostService<"REALUnlockObject", void(REALobjectStruct*)> REALUnlockObject;
-inline constexpr HostService<"pluginObjectType", REALclassStruct*(const char*)> REALGetClassRef;
-inline constexpr HostService<"PluginNewInstance", REALobjectStruct*(const char*)> REALnewInstance;
-inline constexpr HostService<"REALLoadObjectMethod", void*(REALobjectStruct*, const char*)>
-    REALLoadObjectMethod;
-inline constexpr HostService<"REALLoadGlobalMethod", void*(const char*)> REALLoadFrameworkMethod;
-inline constexpr HostService<"RuntimeRaiseException", void(REALobjectStruct*)> REALRaiseException;
-inline constexpr HostPredicate<"REALInDebugMode"> REALInDebugMode;
-inline constexpr HostService<"RuntimeMsgBox", void(REALstringStruct*)> REALMessageBox;
+inline constinit HostService REALLockObject(service::REALLockObject);
+inline constinit HostService REALUnlockObject(service::REALUnlockObject);
+inline constinit HostService REALGetClassRef(service::pluginObjectType);
+inline constinit HostService REALnewInstance(service::PluginNewInstance);
+inline constinit HostService REALLoadObjectMethod(service::REALLoadObjectMethod);
+inline constinit HostService REALLoadFrameworkMethod(service::REALLoadGlobalMethod);
+inline constinit HostService REALRaiseException(service::RuntimeRaiseException);
+
+// Properties; false, and the variable left alone, when the object has none of that name
+inline constinit HostPredicate REALGetPropValueInteger(service::REALGetPropValueInteger);
+bool REALGetPropValueBoolean(REALobjectStruct* object, const char* name, bool* value);
+inline constinit HostPredicate REALSetPropValueInteger(service::REALSetPropValueInteger);
+inline constinit HostPredicate REALSetPropValueString(service::REALSetPropValueString);
+
+// Strings
+inline constinit HostService REALDisposeStringData(service::PluginDisposeStringData);
+inline constinit HostService REALBuildStringWithEncoding(service::REALBuildStringWithEncoding);
+inline constinit HostService REALLockString(service::REALLockString);
+inline constinit HostService REALUnlockString(service::REALUnlockString);
+
+// Pictures
+inline constinit HostPredicate REALLockPictureDescription(service::REALLockPictureDescription);
+inline constinit HostService REALUnlockPictureDescription(service::unlockPictureDescription);
+inline constinit HostService REALPictureClearCache(service::REALPictureClearCache);
+inline constinit HostService REALGetPictureMask(service::REALGetPictureMask);
+inline constinit HostService REALGetPictureGraphics(service::pluginPictureGraphicsGetter);
+inline constinit HostService REALNewPicture(service::newPicture);
+inline constinit HostService REALBuildPictureFromBuffer(service::REALBuildPictureFromBuffer);
+inline constinit HostService REALGetPictureType(service::PluginPictureGetType);
+
+// Memory blocks
+inline constinit HostService REALMemoryBlockGetPtr(service::memoryBlockGetPtr);
+inline constinit HostService REALMemoryBlockGetSize(service::memoryBlockGetSize);
+
+// Nothing here calls these yet: they complete the set for the operations to come.
+inline constinit HostPredicate REALInDebugMode(service::REALInDebugMode);
+inline constinit HostService REALMessageBox(service::RuntimeMsgBox);
+inline constinit HostPredicate REALSetPropValueDouble(service::REALSetPropValueDouble);
+inline constinit HostPredicate REALSetPropValueColor(service::REALSetPropValueColor);
+inline constinit HostPredicate REALGetStringData(service::PluginGetStringData);
+inline constinit HostService REALBuildString(service::REALBuildString);
+inline constinit HostService REALGetStringEncoding(service::REALGetStringEncoding);
+inline constinit HostService REALConvertString(service::REALConvertString);
+inline constinit HostService REALSetStringEncoding(service::REALSetStringEncoding);
+// clang-format on
+
+// The wrappers that are more than a call.
 
 /// Runs a function under the host's exception handler and returns the exception it raised, which the caller
 /// releases, or null. Without that service the function is simply called.
 REALobjectStruct* REALCallFunctionWithExceptionHandler(void (*function)(void*), void* data);
 
-// Properties; false, and the variable left alone, when the object has none of that name
-inline constexpr HostPredicate<"REALGetPropValueInteger", REALobjectStruct*, const char*, RBInteger*>
-    REALGetPropValueInteger;
-bool REALGetPropValueBoolean(REALobjectStruct* object, const char* name, bool* value);
-inline constexpr HostPredicate<"REALSetPropValueInteger", REALobjectStruct*, const char*, RBInteger>
-    REALSetPropValueInteger;
-inline constexpr HostPredicate<"REALSetPropValueDouble", REALobjectStruct*, const char*, double>
-    REALSetPropValueDouble;
-inline constexpr HostPredicate<"REALSetPropValueString", REALobjectStruct*, const char*, REALstringStruct*>
-    REALSetPropValueString;
-inline constexpr HostPredicate<"REALSetPropValueColor", REALobjectStruct*, const char*, RBColor>
-    REALSetPropValueColor;
-
-// Strings
-inline constexpr HostPredicate<"PluginGetStringData", REALstringStruct*, std::uint32_t, REALstringData*>
-    REALGetStringData;
-inline constexpr HostService<"PluginDisposeStringData", void(REALstringData*)> REALDisposeStringData;
-inline constexpr HostService<"REALBuildString", REALstringStruct*(const void*, std::int32_t)> REALBuildString;
-inline constexpr HostService<"REALBuildStringWithEncoding",
-                             REALstringStruct*(const void*, std::int32_t, std::uint32_t)>
-    REALBuildStringWithEncoding;
-inline constexpr HostService<"REALLockString", void(REALstringStruct*)> REALLockString;
-inline constexpr HostService<"REALUnlockString", void(REALstringStruct*)> REALUnlockString;
-inline constexpr HostService<"REALGetStringEncoding", std::uint32_t(REALstringStruct*)> REALGetStringEncoding;
-inline constexpr HostService<"REALConvertString", REALstringStruct*(REALstringStruct*, std::uint32_t)>
-    REALConvertString;
-inline constexpr HostService<"REALSetStringEncoding", void(REALstringStruct*, std::uint32_t)>
-    REALSetStringEncoding;
-
 /// A string's bytes, and their number in `length`; null and 0 for a null string.
 const char* REALGetStringContents(REALstringStruct* string, std::int64_t* length);
 
-// Pictures
-inline constexpr HostPredicate<"REALLockPictureDescription", REALpictureStruct*, REALpictureDescription*,
-                               std::uint32_t>
-    REALLockPictureDescription;
-inline constexpr HostService<"unlockPictureDescription", void(REALpictureStruct*)>
-    REALUnlockPictureDescription;
-inline constexpr HostService<"REALPictureClearCache", void(REALpictureStruct*)> REALPictureClearCache;
-inline constexpr HostService<"REALGetPictureMask", REALpictureStruct*(REALpictureStruct*, RBBoolean)>
-    REALGetPictureMask;
-inline constexpr HostService<"pluginPictureGraphicsGetter", REALgraphicsStruct*(REALpictureStruct*)>
-    REALGetPictureGraphics;
-inline constexpr HostService<"newPicture", REALpictureStruct*(RBInteger, RBInteger, RBInteger)>
-    REALNewPicture;
-inline constexpr HostService<"REALBuildPictureFromBuffer",
-                             REALpictureStruct*(std::uint32_t, std::uint32_t, std::int32_t, void*,
-                                                std::uint32_t)>
-    REALBuildPictureFromBuffer;
-inline constexpr HostService<"PluginPictureGetType", RBInteger(REALpictureStruct*)> REALGetPictureType;
-
-// Memory blocks
-inline constexpr HostService<"memoryBlockGetPtr", void*(REALmemoryBlockStruct*)> REALMemoryBlockGetPtr;
-inline constexpr HostService<"memoryBlockGetSize", RBInteger(REALmemoryBlockStruct*)> REALMemoryBlockGetSize;
+/// The address of a global method, or of an object's; null when the host has none of that declaration.
+template <class Signature>
+Signature* globalMethod(const HostFunctionType<Signature>& method) {
+    return reinterpret_cast<Signature*>(REALLoadFrameworkMethod(method.name));
+}
+template <class Signature>
+Signature* objectMethod(REALobjectStruct* object, const HostFunctionType<Signature>& method) {
+    return reinterpret_cast<Signature*>(REALLoadObjectMethod(object, method.name));
+}

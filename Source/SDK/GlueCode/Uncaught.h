@@ -13,8 +13,8 @@ struct ThreadExceptions {
 /// runtime, which counted it elsewhere.
 class KeepUncaught {
  public:
-    KeepUncaught() : before(count()) {}
-    ~KeepUncaught() { count() = before; }
+    KeepUncaught() : before_(count()) {}
+    ~KeepUncaught() { count() = before_; }
     KeepUncaught(const KeepUncaught&) = delete;
     KeepUncaught& operator=(const KeepUncaught&) = delete;
 
@@ -23,5 +23,5 @@ class KeepUncaught {
         return reinterpret_cast<ThreadExceptions*>(abi::__cxa_get_globals())->uncaught;
     }
 
-    unsigned before;
+    unsigned before_;
 };

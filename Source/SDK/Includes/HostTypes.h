@@ -1,5 +1,5 @@
-// The host's records, handles and constants on Linux x86-64. No code, only declarations: this is the
-// one header that the plug-in, the small real host and the tools have in common.
+// The host's records, handles, constants and functions on Linux x86-64. No code, only declarations: this is
+// the one header that the plug-in, the small real host and the tools have in common.
 #pragma once
 
 #include <cstddef>
@@ -194,6 +194,111 @@ enum REALpictureKind : std::int64_t {
 
 /// Pixel type of `REALBuildPictureFromBuffer`: three bytes a pixel, red, green, blue.
 inline constexpr std::int32_t REALpixelRGB = 1;
+
+// What a plug-in asks the host for: each function's name and type, written once. The plug-in's wrappers, the
+// host's functions and whatever stands between them are made of these, so that none can be of another type.
+
+/// A function of the host's: a service by its name, or a method by its declaration, the object first.
+template <class Signature>
+struct HostFunctionType {
+    const char* name;
+};
+
+namespace service {
+
+#define QKZ_SERVICE(name, ...) \
+    inline constexpr HostFunctionType<__VA_ARGS__> name { #name }
+
+// clang-format off
+// Start and registration
+QKZ_SERVICE(REALGetRBVersion, double());
+QKZ_SERVICE(RegisterPluginVersion, void(std::int32_t));
+QKZ_SERVICE(PluginRegisterClass, void(REALclassDefinition*));
+QKZ_SERVICE(PluginRegisterClassExtension, void(REALclassDefinition*));
+QKZ_SERVICE(PluginRegisterModule, void(REALmoduleDefinition*));
+QKZ_SERVICE(PluginRegisterMethod, void(REALmethodDefinition*));
+
+// Objects and classes. What is made comes with one reference for the caller.
+QKZ_SERVICE(REALLockObject, void(REALobjectStruct*));
+QKZ_SERVICE(REALUnlockObject, void(REALobjectStruct*));
+QKZ_SERVICE(pluginObjectType, REALclassStruct*(const char* className));
+QKZ_SERVICE(PluginNewInstance, REALobjectStruct*(const char* className));
+QKZ_SERVICE(REALLoadObjectMethod, void*(REALobjectStruct*, const char* declaration));
+QKZ_SERVICE(REALLoadGlobalMethod, void*(const char* declaration));
+QKZ_SERVICE(PluginCallFunctionWithExceptionHandler, REALobjectStruct*(void (*)(void*), void* data));
+QKZ_SERVICE(RuntimeRaiseException, void(REALobjectStruct* exception));
+QKZ_SERVICE(REALInDebugMode, RBBoolean());
+QKZ_SERVICE(RuntimeMsgBox, void(REALstringStruct*));
+
+// Properties. The answer: is there one of that name?
+QKZ_SERVICE(REALGetPropValueInteger, RBBoolean(REALobjectStruct*, const char* name, RBInteger* value));
+QKZ_SERVICE(REALGetPropValueBool, RBBoolean(REALobjectStruct*, const char* name, RBBoolean* value));
+QKZ_SERVICE(REALSetPropValueInteger, RBBoolean(REALobjectStruct*, const char* name, RBInteger value));
+QKZ_SERVICE(REALSetPropValueDouble, RBBoolean(REALobjectStruct*, const char* name, double value));
+QKZ_SERVICE(REALSetPropValueString, RBBoolean(REALobjectStruct*, const char* name, REALstringStruct* value));
+QKZ_SERVICE(REALSetPropValueColor, RBBoolean(REALobjectStruct*, const char* name, RBColor value));
+
+// Strings
+QKZ_SERVICE(PluginGetStringData, RBBoolean(REALstringStruct*, std::uint32_t encoding, REALstringData*));
+QKZ_SERVICE(PluginDisposeStringData, void(REALstringData*));
+QKZ_SERVICE(REALBuildString, REALstringStruct*(const void* bytes, std::int32_t length));
+QKZ_SERVICE(REALBuildStringWithEncoding, REALstringStruct*(const void* bytes, std::int32_t length, std::uint32_t encoding));
+QKZ_SERVICE(REALLockString, void(REALstringStruct*));
+QKZ_SERVICE(REALUnlockString, void(REALstringStruct*));
+QKZ_SERVICE(StringGetCString, const char*(REALstringStruct*));
+QKZ_SERVICE(REALGetStringEncoding, std::uint32_t(REALstringStruct*));
+QKZ_SERVICE(REALConvertString, REALstringStruct*(REALstringStruct*, std::uint32_t encoding));
+QKZ_SERVICE(REALSetStringEncoding, void(REALstringStruct*, std::uint32_t encoding));
+
+// Pictures
+QKZ_SERVICE(REALLockPictureDescription, RBBoolean(REALpictureStruct*, REALpictureDescription*, std::uint32_t nativeType));
+QKZ_SERVICE(unlockPictureDescription, void(REALpictureStruct*));
+QKZ_SERVICE(REALPictureClearCache, void(REALpictureStruct*));
+QKZ_SERVICE(REALGetPictureMask, REALpictureStruct*(REALpictureStruct*, RBBoolean create));
+QKZ_SERVICE(pluginPictureGraphicsGetter, REALgraphicsStruct*(REALpictureStruct*));
+QKZ_SERVICE(newPicture, REALpictureStruct*(RBInteger width, RBInteger height, RBInteger depth));
+QKZ_SERVICE(REALBuildPictureFromBuffer, REALpictureStruct*(std::uint32_t width, std::uint32_t height, std::int32_t pixelType, void* bytes, std::uint32_t rowBytes));
+QKZ_SERVICE(PluginPictureGetType, RBInteger(REALpictureStruct*));
+
+// Memory blocks
+QKZ_SERVICE(memoryBlockGetPtr, void*(REALmemoryBlockStruct*));
+QKZ_SERVICE(memoryBlockGetSize, RBInteger(REALmemoryBlockStruct*));
+// clang-format on
+
+#undef QKZ_SERVICE
+
+}  // namespace service
+
+/// Methods of objects, by "REALLoadObjectMethod", and global ones, by "REALLoadGlobalMethod".
+namespace hostmethod {
+
+inline constexpr HostFunctionType<REALpictureStruct*(REALobjectStruct*, RBInteger width, RBInteger height,
+                                                     double scale)>
+    bestRepresentation{"BestRepresentation(width As Integer, height As Integer, scale As Double) As Picture"};
+inline constexpr HostFunctionType<REALpictureStruct*(REALobjectStruct*, RBBoolean create)> getMask{
+    "Mask(create As Boolean = True) As Picture"};
+inline constexpr HostFunctionType<void(REALobjectStruct*, REALpictureStruct* mask)> setMask{
+    "Mask(assigns newMask As Picture)"};
+inline constexpr HostFunctionType<void(REALobjectStruct*, RBInteger width, RBInteger height)>
+    constructPicture{"Constructor(width as integer, height as integer)"};
+inline constexpr HostFunctionType<void(REALobjectStruct*, RBInteger size)> constructMemoryBlock{
+    "Constructor(bytes as Integer)"};
+inline constexpr HostFunctionType<RBInteger(REALstringStruct*)> lenB{"LenB( s as string ) as integer"};
+
+// A Graphics object draws by floating-point numbers, or on other hosts by whole ones.
+template <class Number>
+using DrawPicture = HostFunctionType<void(REALobjectStruct*, REALpictureStruct*, Number x, Number y,
+                                          Number destWidth, Number destHeight, Number sourceX, Number sourceY,
+                                          Number sourceWidth, Number sourceHeight)>;
+#define QKZ_DRAW_PICTURE(number)                                                                  \
+    "DrawPicture(image As Picture, x As " number ", y As " number ", destWidth As " number        \
+    " = -10000, destHeight As " number " = -10000, sourceX As " number " = 0, sourceY As " number \
+    " = 0, sourceWidth As " number " = -10000, sourceHeight As " number " = -10000)"
+inline constexpr DrawPicture<double> drawPicture{QKZ_DRAW_PICTURE("Double")};
+inline constexpr DrawPicture<RBInteger> drawPictureWhole{QKZ_DRAW_PICTURE("Integer")};
+#undef QKZ_DRAW_PICTURE
+
+}  // namespace hostmethod
 
 // The layout is the host's: every size and offset is fixed.
 

@@ -1,4 +1,4 @@
-#include "rbChannelTables.h"
+#include "ChannelTables.h"
 
 #include <immintrin.h>
 
@@ -131,21 +131,22 @@ using Quarters = __m512i[4];
 void TableLookup::mapWords(std::uint8_t* target, const std::uint8_t* source, std::int64_t count,
                            std::uint32_t opaqueBits) const {
     static const bool hasVbmi = __builtin_cpu_supports("avx512vbmi");
-    const CpuLevel level = CurrentCpuLevel();
-    if (level == CpuLevel::avx512 && hasVbmi) return mapWordsVbmi(target, source, count, *tables, opaqueBits);
+    const CpuLevel level = currentCpuLevel();
+    if (level == CpuLevel::avx512 && hasVbmi)
+        return mapWordsVbmi(target, source, count, *tables_, opaqueBits);
     std::int64_t x = 0;
-    if (level != CpuLevel::baseline) x = mapWordsAvx2(target, source, count, *tables, opaqueBits);
+    if (level != CpuLevel::baseline) x = mapWordsAvx2(target, source, count, *tables_, opaqueBits);
     for (; x < count; ++x) {
         const Pixel result = (*this)(PixelCodec<pixelXRGB>::load(source + 4 * x));
-        pixel::storeWord(target + 4 * x, opaqueBits | pixel::wordOf(result));
+        storeWord(target + 4 * x, opaqueBits | colorWord(result));
     }
 }
 
-std::int32_t TruncateToInt32(double value) {
+std::int32_t truncateToInt32(double value) {
     if (value > -2147483649.0 && value < 2147483648.0) return static_cast<std::int32_t>(value);
     return std::numeric_limits<std::int32_t>::min();
 }
 
-std::uint8_t ChannelByte(double value) {
-    return static_cast<std::uint8_t>(std::clamp(TruncateToInt32(value), 0, 255));
+std::uint8_t channelByte(double value) {
+    return static_cast<std::uint8_t>(std::clamp(truncateToInt32(value), 0, 255));
 }

@@ -1,17 +1,17 @@
 // One loop, compiled for several processors, the best of which is chosen once at run time.
 //
 // Write a plain loop as a function object, capture by value (a reference could alias the pixels and would
-// keep the compiler from vectorising), and pass it to `RunOnBestCpu`.
+// keep the compiler from vectorising), and pass it to `runOnBestCpu`.
 #pragma once
 
 enum class CpuLevel { baseline, avx2, avx512 };
 
 /// The best level that this machine has.
-CpuLevel BestCpuLevel();
+CpuLevel bestCpuLevel();
 /// The level in use: the best one, unless a test chose another.
-CpuLevel CurrentCpuLevel();
+CpuLevel currentCpuLevel();
 /// For tests: use this level from now on. The machine must have it.
-void UseCpuLevel(CpuLevel level);
+void useCpuLevel(CpuLevel level);
 
 // Before a loop: iterations do not depend on each other, even where the target is a source itself. Clang
 // checks for overlap at run time instead.
@@ -44,8 +44,8 @@ template <class Loop>
 
 /// Runs the loop as compiled for this machine, and returns what it returns. All levels give equal results.
 template <class Loop>
-auto RunOnBestCpu(Loop loop) {
-    switch (CurrentCpuLevel()) {
+auto runOnBestCpu(Loop loop) {
+    switch (currentCpuLevel()) {
         case CpuLevel::avx512:
             return cpu::runAvx512(loop);
         case CpuLevel::avx2:

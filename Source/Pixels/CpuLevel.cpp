@@ -1,11 +1,11 @@
-#include "rbCpu.h"
+#include "CpuLevel.h"
 
 namespace {
-CpuLevel currentLevel = BestCpuLevel();
+CpuLevel currentLevel = bestCpuLevel();
 }
 
 // Asked by single features: the names of whole levels are not known to every compiler.
-CpuLevel BestCpuLevel() {
+CpuLevel bestCpuLevel() {
     __builtin_cpu_init();
     bool avx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
                 __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("fma");
@@ -19,5 +19,5 @@ CpuLevel BestCpuLevel() {
     return avx512 ? CpuLevel::avx512 : avx2 ? CpuLevel::avx2 : CpuLevel::baseline;
 }
 
-CpuLevel CurrentCpuLevel() { return currentLevel; }
-void UseCpuLevel(CpuLevel level) { currentLevel = level; }
+CpuLevel currentCpuLevel() { return currentLevel; }
+void useCpuLevel(CpuLevel level) { currentLevel = level; }
