@@ -195,9 +195,11 @@ class PixmapSurface : public Surface {
     }
     void write(int x, int y, int count, const std::uint32_t* words) override {
         std::vector<std::uint8_t> bytes;
-        for (int i = 0; i < count; i++)
-            for (int shift = 16; shift >= 0; shift -= 8)
+        for (int i = 0; i < count; ++i) {
+            for (int shift = 16; shift >= 0; shift -= 8) {
                 bytes.push_back(static_cast<std::uint8_t>(words[i] >> shift));
+            }
+        }
         gdk().drawRgb(pixmap_.get(), gc_.get(), x, y, count, 1, 0, bytes.data(), count * 3);
     }
     std::uint32_t toArgb(std::uint32_t word) const override { return word | opaque; }
