@@ -9,9 +9,9 @@ double difference(Scene& scene, const Outcome& a, const Outcome& b) {
     constexpr double incomparable = std::numeric_limits<double>::infinity();
     if (a.index() != b.index()) return incomparable;
     if (const double* number = std::get_if<double>(&a)) return std::abs(*number - std::get<double>(b));
-    if (const auto* string = std::get_if<qkzhost::Owned<REALstringStruct>>(&a)) {
-        const auto& other = std::get<qkzhost::Owned<REALstringStruct>>(b);
-        return scene.host.text(*string) == scene.host.text(other) ? 0 : incomparable;
+    if (const auto* string = std::get_if<qkzhost::OwnedString>(&a)) {
+        const auto& other = std::get<qkzhost::OwnedString>(b);
+        return scene.host.objects.text(*string) == scene.host.objects.text(other) ? 0 : incomparable;
     }
     const Pic pictureA = std::get<1>(a), pictureB = std::get<1>(b);
     if (!pictureA || !pictureB) return incomparable;

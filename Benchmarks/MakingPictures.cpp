@@ -7,7 +7,9 @@ namespace qkzbench {
 namespace {
 
 using qkzhost::Color;
-using qkzhost::Owned;
+using qkzhost::OwnedBlock;
+using qkzhost::OwnedObject;
+using qkzhost::OwnedString;
 using enum Content;
 
 constexpr Color red{0xFF0000}, blue{0x0000C8}, paper{0xF0E6D2};
@@ -23,14 +25,14 @@ Prepare runs(const char* className, std::function<void(qkzhost::Host&, REALobjec
         qkzhost::Host& host = scene.host;
         const auto run = find<RBBoolean, REALobjectStruct*>(host, "Run", className);
         if (!run) return {};
-        const auto instance = std::make_shared<Owned<REALobjectStruct>>(host, host.newInstance(className));
-        host.setProperty(*instance, "SourcePicture", scene.picture(photo));
-        prepare(host, *instance);
+        const OwnedObject instance = host.newInstance(className);
+        host.setProperty(instance, "SourcePicture", scene.picture(photo));
+        prepare(host, instance);
         return [&scene, run, instance]() -> Outcome {
-            if (!run(*instance)) return 0.0;
-            const auto made = scene.host.property(*instance, "DestinationPicture");
-            scene.host.setProperty(*instance, "DestinationPicture", nullptr);
-            return outcome(scene, made ? made->picture() : nullptr);
+            if (!run(instance)) return 0.0;
+            const auto made = scene.host.property(instance, "DestinationPicture");
+            scene.host.setProperty(instance, "DestinationPicture", nullptr);
+            return made ? outcome(made->picture()) : 0.0;
         };
     };
 }
@@ -55,10 +57,9 @@ Prepare transformed() {
         if (!transform) return {};
         std::vector<std::uint8_t> table(256);
         for (std::size_t i = 0; i < 256; i++) table[i] = static_cast<std::uint8_t>(255 - i);
-        const auto block =
-            std::make_shared<Owned<REALmemoryBlockStruct>>(scene.host, scene.host.newMemoryBlock(table));
-        return [&scene, transform, block, source = scene.picture(photo)] {
-            return outcome(scene, transform(source, *block, *block, *block, nullptr));
+        const OwnedBlock block = scene.host.objects.newMemoryBlock(table);
+        return [transform, block, source = scene.picture(photo)] {
+            return outcome(transform(source, block, block, block, nullptr));
         };
     };
 }
@@ -170,9 +171,8 @@ Prepare unpacked() {
     return [](Scene& scene) -> Call {
         const auto read = find<Pic, REALstringStruct*>(scene.host, "BinaryStringtoPictureQKZ");
         if (!read) return {};
-        const auto data = std::make_shared<Owned<REALstringStruct>>(
-            scene.host, scene.host.newString(packed(scene), REALencodingUnknown));
-        return [&scene, read, data] { return outcome(scene, read(*data)); };
+        const OwnedString data = scene.host.objects.newString(packed(scene), REALencodingUnknown);
+        return [read, data] { return outcome(read(data)); };
     };
 }
 
@@ -181,7 +181,7 @@ Prepare peerUnpacked() {
         return [&scene, bytes = packed(scene)]() mutable {
             auto picture = scene.newPicture();
             cv::cvtColor(cv::Mat(scene.height, scene.width, CV_8UC3, bytes.data() + packedHeader),
-                         scene.mat(picture.get()), cv::COLOR_RGB2BGRA);
+                         scene.mat(picture), cv::COLOR_RGB2BGRA);
             return Outcome(std::move(picture));
         };
     };
@@ -193,7 +193,7 @@ Prepare peerPacked() {
             cv::cvtColor(scene.mat(photo),
                          cv::Mat(scene.height, scene.width, CV_8UC3, bytes.data() + packedHeader),
                          cv::COLOR_BGRA2RGB);
-            return outcome(scene, scene.host.newString(bytes, REALencodingUnknown));
+            return outcome(scene.host.objects.newString(bytes, REALencodingUnknown));
         };
     };
 }

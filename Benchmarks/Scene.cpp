@@ -31,13 +31,11 @@ const cv::Scalar skyBlue(235, 206, 135, 255), middleGray(128, 128, 128, 255), re
 
 }  // namespace
 
-qkzhost::Owned<REALpictureStruct> Scene::newPicture(bool alpha) const {
-    return {host, host.newPicture(width, height, alpha)};
-}
+qkzhost::OwnedPicture Scene::newPicture(bool alpha) const { return host.newPicture(width, height, alpha); }
 
 cv::Mat Scene::mat(Pic picture) const {
-    return {host.height(picture), host.width(picture), CV_8UC4, host.row(picture, 0),
-            static_cast<std::size_t>(host.rowBytes(picture))};
+    qkzhost::Surface& pixels = host.objects.surface(picture);
+    return {pixels.height, pixels.width, CV_8UC4, pixels.row(0), static_cast<std::size_t>(pixels.rowBytes())};
 }
 
 Pic Scene::picture(Content content) {
@@ -45,13 +43,13 @@ Pic Scene::picture(Content content) {
     if (found != pictures_.end()) return found->second;
     auto made = newPicture(content == Content::translucent);
     if (!made) throw std::runtime_error("no picture can be made");
-    paint(content, mat(made.get()));
+    paint(content, mat(made));
     return pictures_.emplace(content, std::move(made)).first->second;
 }
 
-qkzhost::Owned<REALpictureStruct> Scene::copy(Content content) {
+qkzhost::OwnedPicture Scene::copy(Content content) {
     auto result = newPicture(content == Content::translucent);
-    mat(content).copyTo(mat(result.get()));
+    mat(content).copyTo(mat(result));
     return result;
 }
 

@@ -77,7 +77,7 @@ double compared(const Operation& operation, std::vector<Scene>& scenes) {
 /// A call that fails would be timed as a fast one.
 void expectSuccess(const Operation& operation, Scene& scene) {
     const Outcome result = operation.ours(scene)();
-    const auto exception = scene.host.takeException();
+    const auto exception = scene.host.exceptions.take();
     const auto* picture = std::get_if<1>(&result);
     const auto* string = std::get_if<2>(&result);
     if (exception || (picture && !picture->get()) || (string && !string->get()))

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 #include <vector>
 
 namespace qkzhost {
@@ -194,9 +195,11 @@ class PixmapSurface : public Surface {
     }
     void write(int x, int y, int count, const std::uint32_t* words) override {
         std::vector<std::uint8_t> bytes;
-        for (int i = 0; i < count; i++)
-            for (int shift = 16; shift >= 0; shift -= 8)
+        for (int i = 0; i < count; ++i) {
+            for (int shift = 16; shift >= 0; shift -= 8) {
                 bytes.push_back(static_cast<std::uint8_t>(words[i] >> shift));
+            }
+        }
         gdk().drawRgb(pixmap_.get(), gc_.get(), x, y, count, 1, 0, bytes.data(), count * 3);
     }
     std::uint32_t toArgb(std::uint32_t word) const override { return word | opaque; }
@@ -239,6 +242,23 @@ void Surface::read(int x, int y, int count, std::uint32_t* words) {
 
 void Surface::write(int x, int y, int count, const std::uint32_t* words) {
     std::memcpy(row(y) + std::ptrdiff_t{x} * 4, words, static_cast<std::size_t>(count) * 4);
+}
+
+std::uint32_t Surface::word(int x, int y) {
+    if (x < 0 || y < 0 || x >= width || y >= height) {
+        throw std::out_of_range("no pixel at " + std::to_string(x) + ", " + std::to_string(y));
+    }
+    std::uint32_t word = 0;
+    read(x, y, 1, &word);
+    return word;
+}
+
+std::vector<std::uint32_t> Surface::argb() {
+    const auto count = static_cast<std::size_t>(width);
+    std::vector<std::uint32_t> words(count * static_cast<std::size_t>(height));
+    for (int y = 0; y < height; ++y) read(0, y, width, words.data() + static_cast<std::size_t>(y) * count);
+    for (std::uint32_t& word : words) word = toArgb(word);
+    return words;
 }
 
 std::unique_ptr<Surface> Surface::create(Storage storage, std::int64_t width, std::int64_t height, bool alpha,

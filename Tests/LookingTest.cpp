@@ -16,8 +16,7 @@ std::array<bool, 3> blocksMade(Host& host, const Value& picture) {
     std::array<bool, 3> made{};
     for (std::size_t i = 0; i < 3; i++) {
         if (blocks[i].isNil()) continue;
-        const Owned<REALmemoryBlockStruct> owned(host, blocks[i].block());
-        EXPECT_TRUE(std::ranges::equal(host.bytes(owned), Bytes(1024)));
+        EXPECT_TRUE(std::ranges::equal(host.objects.bytes(blocks[i].block()), Bytes(1024)));
         made[i] = true;
     }
     return made;
@@ -25,8 +24,8 @@ std::array<bool, 3> blocksMade(Host& host, const Value& picture) {
 
 TEST(Looking, NothingIsSeenInAPictureThatCannotBeRead) {
     Plugin host;
-    const OwnedPicture empty(host, static_cast<PictureHandle>(host.newInstance("Picture")));
-    const OwnedPicture good(host, host.newPicture(2, 2));
+    const OwnedPicture empty(Value(host.newInstance("Picture")).picture());
+    const OwnedPicture good(host.newPicture(2, 2));
     for (const Value& picture : {Value(nullptr), Value(empty.get())}) {
         for (const char* method : {"isGrayQKZ", "isWhiteQKZ", "isBlackQKZ", "HasMaskQKZ"})
             EXPECT_EQ(host.call(method, {picture}), Value(false)) << method;
@@ -34,7 +33,7 @@ TEST(Looking, NothingIsSeenInAPictureThatCannotBeRead) {
         EXPECT_EQ(host.call("ColornessQKZ", {picture}), Value(0.0));
         EXPECT_EQ(host.call("CountColorQKZ", {picture, Color{0}}), Value(0));
         Value x = 5, y = 5;
-        EXPECT_EQ(host.call("FindPictureQKZ", {picture, good.get(), &x, &y}), Value(false));
+        EXPECT_EQ(host.call("FindPictureQKZ", {picture, good, &x, &y}), Value(false));
         EXPECT_EQ(x, Value(0));
         EXPECT_EQ(y, Value(0));
         for (const char* method : {"ScrollVerticalQKZ", "ScrollHorizontalQKZ"})
@@ -84,8 +83,8 @@ TEST(CountColors, OneBlockMayTakeSeveralChannels) {
     const Image image = randomImage(random, Format::xrgb, false, 7, 5);
     const OwnedPicture picture = makePicture(host, image);
     for (const auto& use : {std::array{0, 0, 1}, {0, 1, 0}, {1, 0, 0}, {0, 0, 0}}) {
-        const Owned<REALmemoryBlockStruct> blocks[] = {{host, host.newMemoryBlock(Bytes(1024))},
-                                                       {host, host.newMemoryBlock(Bytes(1024))}};
+        const OwnedBlock blocks[] = {host.objects.newMemoryBlock(Bytes(1024)),
+                                     host.objects.newMemoryBlock(Bytes(1024))};
         Value given[3], count;
         Bytes expected[2] = {Bytes(1024), Bytes(1024)};
         for (std::size_t i = 0; i < 3; i++) {
@@ -93,18 +92,18 @@ TEST(CountColors, OneBlockMayTakeSeveralChannels) {
             given[i] = blocks[block].get();
             for (const std::uint32_t word : image.words) expected[block][(word >> (16 - 8 * i) & 255) * 4]++;
         }
-        host.call("CountColorsQKZ", {picture.get(), &given[0], &given[1], &given[2], &count});
+        host.call("CountColorsQKZ", {picture, &given[0], &given[1], &given[2], &count});
         EXPECT_EQ(count, Value(35));
         for (std::size_t i = 0; i < 2; i++)
-            EXPECT_TRUE(std::ranges::equal(host.bytes(blocks[i]), expected[i])) << i;
+            EXPECT_TRUE(std::ranges::equal(host.objects.bytes(blocks[i]), expected[i])) << i;
     }
 }
 
 TEST(CountColors, BlockThatCannotBeMadeLeavesTheOthers) {
     for (const int failing : {0, 1, 2}) {
         Plugin host;
-        const OwnedPicture picture(host, host.newPicture(3, 3));
-        host.failCall("MemoryBlock", failing + 1);
+        const OwnedPicture picture(host.newPicture(3, 3));
+        host.faults.failCall("MemoryBlock", failing + 1);
         EXPECT_EQ(blocksMade(host, picture.get()), (std::array{failing != 0, failing != 1, failing != 2}));
     }
 }
@@ -134,16 +133,16 @@ TEST(HasMask, TellsOfMasksAndMakesNone) {
         for (const bool missing : {false, true}) {
             SCOPED_TRACE(testing::Message() << version << (missing ? ", no method" : ""));
             Plugin host({.version = version});
-            if (missing) host.omit(method);
-            const OwnedPicture picture(host, host.newPicture(2, 2)), mask(host, host.newPicture(2, 2));
+            if (missing) host.faults.omit(method);
+            const OwnedPicture picture(host.newPicture(2, 2)), mask(host.newPicture(2, 2));
             for (const bool has : {false, true, false}) {
-                host.setMask(picture, has ? mask.get() : nullptr);
-                EXPECT_EQ(host.call("HasMaskQKZ", {picture.get()}), Value(has));
-                EXPECT_EQ(host.mask(picture), has ? mask.get() : nullptr);
+                host.objects.picture(picture).mask = has ? mask : nullptr;
+                EXPECT_EQ(host.call("HasMaskQKZ", {picture}), Value(has));
+                EXPECT_EQ(host.objects.picture(picture).mask, has ? mask.get() : nullptr);
             }
             const bool byMethod = version > 2020.0 && !missing;
-            EXPECT_EQ(host.called(method), byMethod ? 3 : 0);
-            EXPECT_EQ(host.called("REALGetPictureMask"), byMethod ? 0 : 3);
+            EXPECT_EQ(host.faults.called(method), byMethod ? 3 : 0);
+            EXPECT_EQ(host.faults.called("REALGetPictureMask"), byMethod ? 0 : 3);
         }
 }
 

@@ -217,7 +217,7 @@ Value runSepia(Host& host, const std::vector<Value>& given) {
     // The names of two factors are crossed.
     constexpr const char* names[] = {"SepiaRed",  "SepiaGreen", "SepiaBlue",
                                      "FactorRed", "FactorBlue", "FactorGreen"};
-    const Owned<REALobjectStruct> object(host, host.newInstance("PictureSepiaQKZ"));
+    const OwnedObject object(host.newInstance("PictureSepiaQKZ"));
     setArea(host, object, given);
     for (std::size_t i = 0; i < 6; i++) EXPECT_TRUE(host.setProperty(object, names[i], given[i + 5]));
     return run(host, object, given[0]);
@@ -274,11 +274,11 @@ Cell lutApplied(Image& picture, Cells& cells) {
 }
 
 Value runLut(Host& host, const std::vector<Value>& given) {
-    const Owned<REALobjectStruct> object(host, host.newInstance("PictureLut3DQKZ"));
+    const OwnedObject object(host.newInstance("PictureLut3DQKZ"));
     setArea(host, object, given);
     // Behind two handles and four integers; setting entry by entry is tested, but too slow for here.
-    std::byte* const data =
-        reinterpret_cast<std::byte*>(object.get()) + host.registration("PictureLut3DQKZ")->instanceOffset;
+    std::byte* const data = reinterpret_cast<std::byte*>(object.get()) +
+                            host.registry.registration("PictureLut3DQKZ")->instanceOffset;
     std::ranges::copy(lut(given[5].integer()), reinterpret_cast<double*>(data + 48));
     return run(host, object, given[0]);
 }

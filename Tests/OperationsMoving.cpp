@@ -98,11 +98,11 @@ Cells scrollArguments(Random& random, const Image& picture) {
 /// Puts the mask on for the call.
 template <const char* const& method>
 Value scrolled(Host& host, const std::vector<Value>& given) {
-    PictureHandle const picture = given[0].picture();
-    host.setMask(picture, given.back().picture());
+    const OwnedPicture picture = given[0].picture();
+    host.objects.picture(picture).mask = given.back().picture();
     const Value result = host.call(method, std::vector<Value>(given.begin(), given.end() - 1));
-    EXPECT_EQ(host.mask(picture), given.back().picture());
-    host.setMask(picture, nullptr);
+    EXPECT_EQ(host.objects.picture(picture).mask, given.back().picture());
+    host.objects.picture(picture).mask = nullptr;
     return result;
 }
 
@@ -130,8 +130,8 @@ Cell bothAnswer(Image& picture, Cells& cells) {
 Cell packed(Image& picture, Cells&) { return packedPicture(picture); }
 
 Value thereAndBack(Host& host, const std::vector<Value>& given) {
-    const Owned<REALstringStruct> string(host, host.call("PicturetoBinaryStringQKZ", given).string());
-    return host.call("BinaryStringtoPictureQKZ", {string.get()});
+    const OwnedString string(host.call("PicturetoBinaryStringQKZ", given).string());
+    return host.call("BinaryStringtoPictureQKZ", {string});
 }
 
 /// Colours stay, alpha is lost.

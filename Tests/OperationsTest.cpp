@@ -69,10 +69,10 @@ TEST(Invert, WellKnownPixels) {
     Plugin host;
     for (const auto& c : cases) {
         const OwnedPicture picture = makePicture(host, c.image);
-        const OwnedPicture all = pictureOf(host, "InvertQKZ", {picture.get()});
-        const OwnedPicture gray = pictureOf(host, "InvertGrayQKZ", {picture.get()});
-        EXPECT_EQ(host.word(all, 0, 0), c.all) << std::hex << c.image.words[0];
-        EXPECT_EQ(host.word(gray, 0, 0), c.gray) << std::hex << c.image.words[0];
+        const OwnedPicture all = pictureOf(host, "InvertQKZ", {picture});
+        const OwnedPicture gray = pictureOf(host, "InvertGrayQKZ", {picture});
+        EXPECT_EQ(host.objects.surface(all).word(0, 0), c.all) << std::hex << c.image.words[0];
+        EXPECT_EQ(host.objects.surface(gray).word(0, 0), c.gray) << std::hex << c.image.words[0];
     }
 }
 

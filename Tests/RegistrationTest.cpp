@@ -52,7 +52,7 @@ void expectList(const Host& host, const std::string& generation) {
     std::ifstream file(QKZ_CATALOGUE "/" + generation + ".txt");
     ASSERT_TRUE(file.is_open()) << generation;
     for (std::string line; std::getline(file, line);) expected.push_back(line);
-    for (const Registration& r : host.registrations()) describe(r, registered);
+    for (const Registration& r : host.registry.registrations()) describe(r, registered);
     if (registered != expected)
         ADD_FAILURE() << "- in catalogue/" << generation << ".txt, + registered\n"
                       << testing::internal::edit_distance::CreateUnifiedDiff(expected, registered, 1);
@@ -71,7 +71,7 @@ TEST_P(Registrations, AreThoseOfTheHostsVersion) {
     const auto [version, sdk, generation] = GetParam();
     Plugin host({.version = version});
     EXPECT_EQ(host.sdkVersion, sdk);
-    EXPECT_EQ(host.asked("REALGetRBVersion"), 1);
+    EXPECT_EQ(host.faults.asked("REALGetRBVersion"), 1);
     expectList(host, generation);
 }
 
@@ -106,7 +106,7 @@ TEST(Registration, MissingServicesLoseOnlyTheirOwn) {
                  {2012.0, "PluginRegisterMethod", 3}};
     for (const auto& c : cases) {
         Plugin host({.version = c.version}, {c.missing});
-        EXPECT_EQ(host.registrations().size(), c.registered) << c.version << ' ' << c.missing;
+        EXPECT_EQ(host.registry.registrations().size(), c.registered) << c.version << ' ' << c.missing;
     }
 }
 
@@ -123,10 +123,10 @@ TEST(Registration, DebuggingPropertiesAreOneSwitch) {
 TEST(Registration, iOSMethodsRaise) {
     Plugin host;
     int count = 0;
-    for (const Method& method : host.methods()) {
+    for (const Method& method : host.registry.methods()) {
         if (method.owner != "iOSPictureQKZ") continue;
         const Value result = host.invoke(method, std::vector<Value>(method.declaration.parameters.size()));
-        EXPECT_EQ(host.takeException(), (RaisedException{"PlatformNotSupportedException", "iOS only", 0}));
+        EXPECT_EQ(host.exceptions.take(), (RaisedException{"PlatformNotSupportedException", "iOS only", 0}));
         EXPECT_EQ(result, method.declaration.result == Type::boolean ? Value(false) : Value())
             << method.text();
         count++;

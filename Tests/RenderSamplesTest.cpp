@@ -31,7 +31,7 @@ Bytes encoded(const Signal& signal, std::int64_t bits) {
 
 /// The picture; one of no size for nil.
 Image render(Host& host, const Request& r, const Bytes& bytes, std::int64_t count) {
-    const Owned<REALmemoryBlockStruct> block(host, host.newMemoryBlock(bytes));
+    const OwnedBlock block(host.objects.newMemoryBlock(bytes));
     return readPicture(host, pictureOf(host, "RenderSamplesQKZ",
                                        {block.get(), count, r.smooth, r.width, r.height, r.outlineWidth,
                                         Color{back}, Color{fore}, Color{outline}, r.bits, r.autoScale}));
@@ -75,7 +75,7 @@ TEST(RenderSamples, BadInputGivesNil) {
         EXPECT_FALSE(drawn({.width = size}, 1) || drawn({.height = size}, 1)) << size;
     EXPECT_TRUE(
         host.call("RenderSamplesQKZ", {nullptr, 1, 0, 4, 4, 0, Color{}, Color{}, Color{}, 8, false}).isNil());
-    host.failCall("newPicture", 1);
+    host.faults.failCall("newPicture", 1);
     EXPECT_FALSE(drawn({}, 1));
 }
 

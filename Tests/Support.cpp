@@ -7,15 +7,15 @@
 namespace qkztest {
 
 Plugin::Plugin(Settings chosen, std::initializer_list<const char*> omitted) : Host(chosen) {
-    for (const char* name : omitted) omit(name);
+    for (const char* name : omitted) faults.omit(name);
     startPlugin(*this);
-    before_ = census();
+    before_ = objects.census();
 }
 
 Plugin::~Plugin() {
-    EXPECT_EQ(takeException(), std::nullopt);
-    EXPECT_EQ(census(), before_);
-    EXPECT_EQ(errors(), Lines{});
+    EXPECT_EQ(exceptions.take(), std::nullopt);
+    EXPECT_EQ(objects.census(), before_);
+    EXPECT_EQ(objects.errors(), Lines{});
 }
 
 Lines Plugin::log(const std::function<void()>& action) {
@@ -79,17 +79,17 @@ std::string difference(const Image& actual, const Image& expected) {
 }
 
 OwnedPicture makePicture(Host& host, const Image& image) {
-    OwnedPicture picture(host, host.newPicture(image.width, image.height, image.alpha));
+    OwnedPicture picture(host.newPicture(image.width, image.height, image.alpha));
     if (!picture.get()) throw std::runtime_error("the host cannot make the picture");
     for (int y = 0; y < image.height; y++)
-        host.surface(picture).write(0, y, image.width,
-                                    &image.words[static_cast<std::size_t>(y * image.width)]);
+        host.objects.surface(picture).write(0, y, image.width,
+                                            &image.words[static_cast<std::size_t>(y * image.width)]);
     return picture;
 }
 
 Image readPicture(Host& host, PictureHandle picture) {
     if (!picture) return {};
-    Surface& surface = host.surface(picture);
+    Surface& surface = host.objects.surface(picture);
     Image image{Format::gd, surface.alpha, surface.width, surface.height};
     if (surface.storage == Storage::pixmap) image.format = Format::rgb;
     if (surface.storage == Storage::cairo) image.format = surface.alpha ? Format::argb : Format::xrgb;
@@ -98,8 +98,8 @@ Image readPicture(Host& host, PictureHandle picture) {
     return image;
 }
 
-OwnedPicture pictureOf(Host& host, std::string_view method, std::vector<Value> arguments) {
-    return {host, host.call(method, std::move(arguments)).picture()};
+OwnedPicture pictureOf(Host& host, std::string_view method, const std::vector<Value>& arguments) {
+    return host.call(method, arguments).picture();
 }
 
 Image numbered(Format format, int width, int height) {

@@ -85,7 +85,7 @@ void show(Natives& natives, REALpictureDescription& told, bool lie) {
     if (lie && random.oneIn(9)) told.handle = nullptr;
 }
 
-/// What an argument can be at worst, with a reference for the caller; nothing where there is no bad value.
+/// What an argument can be at worst; nothing where there is no bad value.
 std::optional<Value> extreme(Room& room, Random& random, const Parameter& p, const Arguments& arguments) {
     using Whole = std::numeric_limits<std::int64_t>;
     using Real = std::numeric_limits<double>;
@@ -98,9 +98,9 @@ std::optional<Value> extreme(Room& room, Random& random, const Parameter& p, con
     const bool isPicture = sameText(p.typeName, "Picture"), isBlock = sameText(p.typeName, "MemoryBlock");
     const int choice = random.below(4);
     if (p.type == Type::string || (choice == 0 && (isPicture || isBlock))) return Value();
-    if (isBlock) return room.newMemoryBlock(std::vector<std::uint8_t>(random.of({0U, 255U, 1023U})));
+    if (isBlock) return room.objects.newMemoryBlock(std::vector<std::uint8_t>(random.of({0U, 255U, 1023U})));
     if (!isPicture) return {};  // nobody calls a method of a class without an instance
-    if (choice == 1) return room.lock(arguments.pictures.begin()->first), arguments.pictures.begin()->first;
+    if (choice == 1) return arguments.pictures.begin()->first;
     // The host reads a pixmap row by row over a connection.
     const int longest = room.settings.storage == Storage::pixmap ? 500 : 32767;
     return choice == 2 ? room.newPicture(1, longest) : room.newPicture(longest, 1);
@@ -113,7 +113,7 @@ void lieAboutStorage(const Scene& scene) {
     room.callChanged([&](Arguments& arguments, Random& random, std::size_t round) {
         const auto natives = std::make_shared<Natives>(Natives{random});
         const std::size_t trouble = round % 4;  // 1: lies, 2: a lie now and then, 3: pictures in circles
-        room.answerLock = [=, &random](PictureHandle, REALpictureDescription& told, bool locked) {
+        room.faults.answerLock = [=, &random](PictureHandle, REALpictureDescription& told, bool locked) {
             if (locked) show(*natives, told, trouble == 1 || (trouble == 2 && random.oneIn(2)));
             return locked || (trouble == 2 && random.oneIn(4));
         };
@@ -122,9 +122,10 @@ void lieAboutStorage(const Scene& scene) {
                 arguments.set(i, random.coordinate(9));
         for (auto& [picture, mask] : arguments.pictures) {
             if (trouble != 3) break;
-            if (random.oneIn(2)) room.setMask(picture, mask = picture);
-            if (random.oneIn(2)) room.setKind(picture, pictureImage);
-            room.setBestRepresentation(picture, picture);
+            const OwnedPicture itself = OwnedPicture::shared(picture);
+            if (random.oneIn(2)) room.objects.picture(picture).mask = itself, mask = picture;
+            if (random.oneIn(2)) room.objects.picture(picture).kind = pictureImage;
+            room.objects.picture(picture).representation = itself;
         }
     });
 }
@@ -138,7 +139,8 @@ void giveExtremes(const Scene& scene) {
                 if (const auto value = extreme(room, random, parameters[i], arguments))
                     arguments.set(i, *value);
         if (!arguments.instance) return;
-        for (const RegisteredProperty& p : room.registration(room.classOf(arguments.instance))->properties)
+        for (const RegisteredProperty& p :
+             room.registry.registration(room.objects.classOf(arguments.instance))->properties)
             if (const Type type = typeNamed(p.type); type != Type::object && random.oneIn(3))
                 room.setProperty(arguments.instance, p.name,
                                  *extreme(room, random, {p.name, p.type, type}, arguments));

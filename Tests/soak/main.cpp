@@ -41,7 +41,7 @@ std::vector<Scene> scenesOf(Mode mode, std::uint64_t seed) {
     std::vector<std::string> functions{""};
     Host host;
     startPlugin(host);
-    for (const Method& method : host.methods())
+    for (const Method& method : host.registry.methods())
         if (mode != endure) functions.push_back(method.text());
     std::vector<Scene> scenes;
     for (const StorageCase& storage : storages())

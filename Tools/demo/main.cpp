@@ -42,9 +42,10 @@ void write(const Surface& surface, const std::string& file) {
 /// The pixels of a picture of the host's, which they outlive.
 Surface read(qkzhost::Host& host, const std::string& file) {
     const qkzhost::Image image = qkzhost::readImage(file);
-    const qkzhost::Owned picture(host, host.newPicture(image.width, image.height, image.alpha, image.argb));
+    const qkzhost::Owned picture(host.newPicture(image.width, image.height, image.alpha, image.argb));
     if (!picture) throw std::runtime_error(file + ": no picture of this size can be made");
-    auto* const context = static_cast<cairo_t*>(host.surface(picture).nativeHandle(pictureCairoContext));
+    auto* const context =
+        static_cast<cairo_t*>(host.objects.surface(picture).nativeHandle(pictureCairoContext));
     return {cairo_surface_reference(cairo_get_target(context)), cairo_surface_destroy};
 }
 
