@@ -8,6 +8,9 @@
 #include "rbCpu.h"
 #include "rbFrame.h"
 
+namespace qkztest {
+namespace {
+
 // FadeRed.h
 
 /// A new opaque picture like the source with less red: an amount of 0 leaves it, one of 256 takes all of it.
@@ -20,9 +23,6 @@ REALpictureStruct* FadeRed(REALpictureStruct* picture, RBInteger amount) {
     const int kept = static_cast<int>(256 - std::clamp<RBInteger>(amount, 0, 256));
     return MapPicture(picture, [=](const Pixel& p) { return Pixel{p.red * kept >> 8, p.green, p.blue}; });
 }
-
-namespace qkztest {
-namespace {
 
 REALmethodDefinition rows[] = {
     method<FadeRed>("FadeRedQKZ(amount as integer) as picture"),
