@@ -1,4 +1,5 @@
 // What each generation of the host gets registered: the lists in Tests/catalogue.
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -46,16 +47,23 @@ void describe(const Registration& r, Lines& lines) {
     if (!r.sharedMethods.empty() || !r.sharedProperties.empty()) lines.push_back(indent + "shared");
 }
 
-/// Compares what was registered with a list, line by line; a failure shows the lines that differ.
+/// Compares what was registered with a list, line by line; a failure shows the lines that differ. With
+/// QKZ_WRITE_CATALOGUE in the environment the list is written first.
 void expectList(const Host& host, const std::string& generation) {
     Lines expected, registered;
-    std::ifstream file(QKZ_CATALOGUE "/" + generation + ".txt");
+    for (const Registration& r : host.registry.registrations()) describe(r, registered);
+    const std::string path = QKZ_CATALOGUE "/" + generation + ".txt";
+    if (std::getenv("QKZ_WRITE_CATALOGUE")) {
+        std::ofstream list(path);
+        for (const std::string& line : registered) list << line << '\n';
+    }
+    std::ifstream file(path);
     ASSERT_TRUE(file.is_open()) << generation;
     for (std::string line; std::getline(file, line);) expected.push_back(line);
-    for (const Registration& r : host.registry.registrations()) describe(r, registered);
     if (registered != expected)
         ADD_FAILURE() << "- in catalogue/" << generation << ".txt, + registered\n"
-                      << testing::internal::edit_distance::CreateUnifiedDiff(expected, registered, 1);
+                      << testing::internal::edit_distance::CreateUnifiedDiff(expected, registered, 1)
+                      << "As it should be? QKZ_WRITE_CATALOGUE=1 ctest --preset release -R Registration";
 }
 
 struct VersionCase {

@@ -47,7 +47,7 @@ void REALPluginMain(HostResolver resolver) {
 
 void MyPluginStart(const char* name) {
     pluginName = name;
-    versionBanner = "$$ Plugin version: 24.5 (2024) $$";
+    versionBanner = "$$ Plugin version: " QKZ_VERSION " (2024) $$";
 }
 
 void MyPluginEnd() {}
