@@ -18,9 +18,9 @@ double difference(Scene& scene, const Outcome& a, const Outcome& b) {
     const cv::Mat matA = scene.mat(pictureA), matB = scene.mat(pictureB);
     if (matA.size() != matB.size()) return incomparable;
     int largest = 0;
-    for (int y = 0; y < matA.rows; y++)
-        for (int x = 0; x < matA.cols; x++)
-            for (int c = 0; c < 3; c++)
+    for (int y = 0; y < matA.rows; ++y)
+        for (int x = 0; x < matA.cols; ++x)
+            for (int c = 0; c < 3; ++c)
                 largest =
                     std::max(largest, std::abs(matA.at<cv::Vec4b>(y, x)[c] - matB.at<cv::Vec4b>(y, x)[c]));
     return largest;

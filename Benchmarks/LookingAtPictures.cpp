@@ -81,7 +81,7 @@ Prepare peerHistograms(Content content) {
         const int bins = 256;
         const float ends[] = {0, 256};
         const float* range = ends;
-        for (int channel = 0; channel < 3; channel++)
+        for (int channel = 0; channel < 3; ++channel)
             cv::calcHist(&picture, 1, &channel, cv::noArray(), histogram, 1, &bins, &range);
         return cv::sum(histogram)[0];
     });

@@ -43,10 +43,10 @@ void fillTable(qkzhost::Host& host, REALobjectStruct* instance) {
         find<void, REALobjectStruct*, N, N, N, N, double>(host, "Table", "PictureLut3DQKZ", true);
     if (!set) throw std::runtime_error("PictureLut3DQKZ has no table");
     const N points = 18;
-    for (N r = 0; r < points; r++)
-        for (N g = 0; g < points; g++)
-            for (N b = 0; b < points; b++)
-                for (N x = 0; x < 3; x++)
+    for (N r = 0; r < points; ++r)
+        for (N g = 0; g < points; ++g)
+            for (N b = 0; b < points; ++b)
+                for (N x = 0; x < 3; ++x)
                     set(instance, r, g, b, x, 255 - 5.0 * (x == 0 ? b : x == 1 ? g : r) - g);
 }
 
@@ -56,7 +56,7 @@ Prepare transformed() {
         const auto transform = find<Pic, Pic, Block, Block, Block, Pic>(scene.host, "TransformColorsQKZ");
         if (!transform) return {};
         std::vector<std::uint8_t> table(256);
-        for (std::size_t i = 0; i < 256; i++) table[i] = static_cast<std::uint8_t>(255 - i);
+        for (std::size_t i = 0; i < 256; ++i) table[i] = static_cast<std::uint8_t>(255 - i);
         const OwnedBlock block = scene.host.objects.newMemoryBlock(table);
         return [transform, block, source = scene.picture(photo)] {
             return outcome(transform(source, block, block, block, nullptr));
@@ -68,7 +68,7 @@ Prepare transformed() {
 template <class Formula>
 Prepare lookedUp(Formula formula) {
     cv::Mat table(1, 256, CV_8UC4);
-    for (int i = 0; i < 256; i++) {
+    for (int i = 0; i < 256; ++i) {
         const auto value = cv::saturate_cast<uchar>(static_cast<int>(formula(i)));
         table.at<cv::Vec4b>(i) = cv::Vec4b(value, value, value, static_cast<uchar>(i));
     }
@@ -94,8 +94,8 @@ Prepare saturated(float k) {
 Prepare tinted(Color grayBase, Color sepiaBase) {
     const cv::Scalar from = scalar(grayBase, 0) / 255, to = scalar(sepiaBase, 0) / 255;
     cv::Matx<float, 3, 5> weights = cv::Matx<float, 3, 5>::zeros();
-    for (int row = 0; row < 3; row++)
-        for (int column = 0; column < 3; column++)
+    for (int row = 0; row < 3; ++row)
+        for (int column = 0; column < 3; ++column)
             weights(row, column) = static_cast<float>(to[row] * from[column]);
     return multiplied(weights);
 }
@@ -118,8 +118,8 @@ Prepare rolled(int dx, int dy, bool wrap) {
         const int x = (dx % w + w) % w, y = (dy % h + h) % h;  // where column 0 and row 0 go
         const cv::Range columns[2][2] = {{{0, w - x}, {x, w}}, {{w - x, w}, {0, x}}};  // from, to
         const cv::Range rows[2][2] = {{{0, h - y}, {y, h}}, {{h - y, h}, {0, y}}};
-        for (int i = 0; i < 2; i++)
-            for (int j = 0; j < 2; j++) {
+        for (int i = 0; i < 2; ++i)
+            for (int j = 0; j < 2; ++j) {
                 cv::Mat to = buffer(rows[i][1], columns[j][1]);
                 // Going right or down, the second part comes around; going left or up, the first.
                 const bool around =
@@ -154,7 +154,7 @@ std::string packed(Scene& scene) {
         packedHeader + static_cast<std::size_t>(scene.width) * static_cast<std::size_t>(scene.height) * 3,
         '\0');
     const auto put = [&](std::size_t offset, std::size_t value) {
-        for (std::size_t i = 0; i < 4; i++) bytes[offset + i] = static_cast<char>(value >> (24 - 8 * i));
+        for (std::size_t i = 0; i < 4; ++i) bytes[offset + i] = static_cast<char>(value >> (24 - 8 * i));
     };
     bytes.replace(0, 4, "PPIC");
     put(4, bytes.size());

@@ -64,10 +64,10 @@ void Scene::paint(Content content, cv::Mat picture) {
             break;
         case Content::translucent: {
             photo(picture.size(), seed).copyTo(picture);
-            for (int y = 0; y < picture.rows; y++)
-                for (int x = 0; x < picture.cols; x++) {
+            for (int y = 0; y < picture.rows; ++y)
+                for (int x = 0; x < picture.cols; ++x) {
                     auto& pixel = picture.at<cv::Vec4b>(y, x);
-                    for (int c = 0; c < 3; c++) pixel[c] = static_cast<uchar>(pixel[c] * pixel[3] / 255);
+                    for (int c = 0; c < 3; ++c) pixel[c] = static_cast<uchar>(pixel[c] * pixel[3] / 255);
                 }
             return;
         }
@@ -111,13 +111,13 @@ void Scene::paint(Content content, cv::Mat picture) {
             break;
         case Content::diagonalStairs:
             picture.setTo(middleGray);
-            for (int x = 0; x < picture.cols; x++)
+            for (int x = 0; x < picture.cols; ++x)
                 for (int y = x % 6; y < picture.rows; y += 6)
                     picture.at<cv::Vec4b>(y, x) = cv::Vec4b(0, 0, 255, 255);
             break;
         case Content::checkerboard:
             picture.setTo(middleGray);
-            for (int y = 0; y < picture.rows; y++)
+            for (int y = 0; y < picture.rows; ++y)
                 for (int x = y % 2; x < picture.cols; x += 2)
                     picture.at<cv::Vec4b>(y, x) = cv::Vec4b(0, 0, 255, 255);
             break;
@@ -129,8 +129,8 @@ void Scene::paint(Content content, cv::Mat picture) {
             break;
     }
     // What a host keeps in the fourth byte of a picture without alpha.
-    for (int y = 0; y < picture.rows; y++)
-        for (int x = 0; x < picture.cols; x++) picture.at<cv::Vec4b>(y, x)[3] = 255;
+    for (int y = 0; y < picture.rows; ++y)
+        for (int x = 0; x < picture.cols; ++x) picture.at<cv::Vec4b>(y, x)[3] = 255;
 }
 
 }  // namespace qkzbench

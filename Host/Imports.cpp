@@ -40,7 +40,7 @@ const StandIn standIns[] = {
 
 /// What the library's dynamic section says of itself.
 ElfW(Addr) dynamicEntry(const link_map& map, ElfW(Sxword) tag) {
-    for (const ElfW(Dyn)* entry = map.l_ld; entry->d_tag != DT_NULL; entry++)
+    for (const ElfW(Dyn)* entry = map.l_ld; entry->d_tag != DT_NULL; ++entry)
         if (entry->d_tag == tag) return entry->d_un.d_ptr;
     return 0;
 }

@@ -190,7 +190,7 @@ class PixmapSurface : public Surface {
             return;
         }
         const std::uint8_t* bytes = gdk().pixels(pixbuf.get());
-        for (int i = 0; i < count; i++, bytes += 3)
+        for (int i = 0; i < count; ++i, bytes += 3)
             words[i] = static_cast<std::uint32_t>(bytes[0] << 16 | bytes[1] << 8 | bytes[2]);
     }
     void write(int x, int y, int count, const std::uint32_t* words) override {
@@ -215,11 +215,11 @@ std::unique_ptr<Surface> cairoCopy(Surface& source, Surface* mask) {
     auto copy = CairoSurface::make(source.width, source.height, true, 0);
     if (!copy) return nullptr;
     std::vector<std::uint32_t> words(static_cast<std::size_t>(source.width)), masking(words.size());
-    for (int y = 0; y < source.height; y++) {
+    for (int y = 0; y < source.height; ++y) {
         source.read(0, y, source.width, words.data());
         const int masked = mask && y < mask->height ? std::min(mask->width, source.width) : 0;
         if (masked > 0) mask->read(0, y, masked, masking.data());
-        for (int x = 0; x < source.width; x++) {
+        for (int x = 0; x < source.width; ++x) {
             const auto i = static_cast<std::size_t>(x);
             std::uint32_t argb = source.toArgb(words[i]);
             if (x < masked) {
@@ -311,7 +311,7 @@ void draw(Surface& destination, Area to, Surface& source, Surface* mask, Area fr
     const int top = clipped(std::floor(to.y), destination.height);
     const int bottom = clipped(std::ceil(to.y + to.height), destination.height);
     std::vector<std::uint32_t> words(static_cast<std::size_t>(destination.width));
-    for (int y = top; y < bottom && right > left; y++) {
+    for (int y = top; y < bottom && right > left; ++y) {
         canvas.read(left, y, right - left, words.data());
         for (std::uint32_t& word : words) word = destination.fromArgb(canvas.toArgb(word));
         destination.write(left, y, right - left, words.data());

@@ -61,7 +61,7 @@ TEST(Sepia, WellKnownPixels) {
         for (const Setting& setting : c.settings) set(host, object, setting.name, setting.value);
         EXPECT_TRUE(run(host, object));
         Image expected = five.blank();
-        for (std::size_t i = 0; i < c.expected.size(); i++) expected.words[i] = 0xFF000000 | c.expected[i];
+        for (std::size_t i = 0; i < c.expected.size(); ++i) expected.words[i] = 0xFF000000 | c.expected[i];
         EXPECT_SAME_IMAGE(readPicture(host, destination(host, object)), expected) << &c - cases;
     }
 }
@@ -105,7 +105,7 @@ TEST_P(Runs, ReplaceTheDestination) {
     EXPECT_EQ(host.objects.classOf(first), "");
 
     set(host, object, "SourcePicture", source.get());
-    for (int i = 0; i < 2; i++) {
+    for (int i = 0; i < 2; ++i) {
         host.call("Close", {object});
         for (const char* name : {"SourcePicture", "DestinationPicture"})
             EXPECT_TRUE(host.property(object, name).value().isNil()) << name;
@@ -131,7 +131,7 @@ TEST(Lut3D, TableKeepsWhatIsWithinIt) {
                 for (const int b : {0, 3, 17})
                     for (const int x : {0, 1, 2}) {
                         EXPECT_EQ(entry(object, r, g, b, x), written ? next : 0);
-                        host.assign("Table", {object, r, g, b, x}, next++);
+                        host.assign("Table", {object, r, g, b, x}, ++next);
                     }
     }
     constexpr std::int64_t largest = 0xFFFFFFFF;
@@ -152,11 +152,11 @@ TEST(Lut3D, WellKnownPixels) {
     Plugin host;
     const OwnedObject object(host.newInstance("PictureLut3DQKZ"));
     // Red follows red, green is blue's index alone, blue the sum of all: at the cells' corners exactly.
-    for (int r = 0; r < 18; r++)
-        for (int g = 0; g < 18; g++)
-            for (int b = 0; b < 18; b++) {
+    for (int r = 0; r < 18; ++r)
+        for (int g = 0; g < 18; ++g)
+            for (int b = 0; b < 18; ++b) {
                 const double values[] = {r * 10.0, b * 20.0 - 100, r + g + b + 0.5};
-                for (int x = 0; x < 3; x++) host.assign("Table", {object, r, g, b, x}, values[x]);
+                for (int x = 0; x < 3; ++x) host.assign("Table", {object, r, g, b, x}, values[x]);
             }
     // Value v lies v mod 17 / 17 of the way from index min(v div 17 + 1, 15) to the next.
     const OwnedPicture source = makePicture(host, row({0xFF000000, 0x00112233, 0xFFFFFFFF, 0xFF08F0EF}));

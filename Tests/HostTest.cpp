@@ -131,7 +131,7 @@ TEST(Declaration, IsReadAndWritten) {
     REALmoduleDefinition module{.name = "M", .methods = rows.data(), .methodCount = rows.size()};
     host.start([](void* (*given)(const char*)) { resolver = given; });
     service<void(REALmoduleDefinition*)>("PluginRegisterModule")(&module);
-    for (std::size_t i = 0; i < std::size(cases); i++)
+    for (std::size_t i = 0; i < std::size(cases); ++i)
         EXPECT_EQ(host.registry.methods().at(i).text(), cases[i].second);
     for (const char* wrong : {"", "F(a as integer", "F(a)", "F(a as)", "F nonsense"})
         EXPECT_THROW(parseDeclaration(wrong), std::invalid_argument) << wrong;
@@ -199,7 +199,7 @@ TEST(Host, FindsMisuseOfHandlesAndLocks) {
         string, REALencodingUTF16, &data));
     EXPECT_EQ(std::string(data.data, data.length), std::string("x\0", 2));
     EXPECT_EQ(host.objects.census().stringData, 1);
-    for (int i = 0; i < 2; i++) service<void(REALstringData*)>("PluginDisposeStringData")(&data);
+    for (int i = 0; i < 2; ++i) service<void(REALstringData*)>("PluginDisposeStringData")(&data);
     EXPECT_EQ(errors(), 1) << "disposed twice";
     host.objects.unlock(string);
     EXPECT_EQ(host.objects.census().strings + host.objects.census().objects, 0);
@@ -258,7 +258,7 @@ TEST(Surface, WordsKeepTheirColors) {
         for (const bool alpha : {false, true}) {
             const auto surface = Surface::create(storage, 3, 2, alpha, 8);
             ASSERT_TRUE(surface);
-            for (std::uint32_t a = 0; a < 256; a++) {
+            for (std::uint32_t a = 0; a < 256; ++a) {
                 // Stored, read as a straight colour and stored again, a word is the same.
                 const std::uint32_t stored = surface->fromArgb(a << 24 | 0xFF8003);
                 EXPECT_EQ(surface->fromArgb(surface->toArgb(stored)), stored) << a;
@@ -340,7 +340,7 @@ TEST(PictureFiles, ReadJpegAsGdDoes) {
         };
         const gdImagePtr gd = gdImageCreateFromJpegPtr(static_cast<int>(file.size()), file.data());
         std::vector<std::uint32_t> expected;
-        for (int i = 0; i < 64 * 48; i++)
+        for (int i = 0; i < 64 * 48; ++i)
             expected.push_back(0xFF000000u | static_cast<std::uint32_t>(gd->tpixels[i / 64][i % 64]));
         gdImageDestroy(gd);
         EXPECT_EQ(read(file.size()), expected) << kind;

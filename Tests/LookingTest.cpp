@@ -14,7 +14,7 @@ std::array<bool, 3> blocksMade(Host& host, const Value& picture) {
     host.call("CountColorsQKZ", {picture, &blocks[0], &blocks[1], &blocks[2], &count});
     EXPECT_EQ(count, Value(-1));
     std::array<bool, 3> made{};
-    for (std::size_t i = 0; i < 3; i++) {
+    for (std::size_t i = 0; i < 3; ++i) {
         if (blocks[i].isNil()) continue;
         EXPECT_TRUE(std::ranges::equal(host.objects.bytes(blocks[i].block()), Bytes(1024)));
         made[i] = true;
@@ -87,14 +87,14 @@ TEST(CountColors, OneBlockMayTakeSeveralChannels) {
                                      host.objects.newMemoryBlock(Bytes(1024))};
         Value given[3], count;
         Bytes expected[2] = {Bytes(1024), Bytes(1024)};
-        for (std::size_t i = 0; i < 3; i++) {
+        for (std::size_t i = 0; i < 3; ++i) {
             const auto block = static_cast<std::size_t>(use[i]);
             given[i] = blocks[block].get();
-            for (const std::uint32_t word : image.words) expected[block][(word >> (16 - 8 * i) & 255) * 4]++;
+            for (const std::uint32_t word : image.words) ++expected[block][(word >> (16 - 8 * i) & 255) * 4];
         }
         host.call("CountColorsQKZ", {picture, &given[0], &given[1], &given[2], &count});
         EXPECT_EQ(count, Value(35));
-        for (std::size_t i = 0; i < 2; i++)
+        for (std::size_t i = 0; i < 2; ++i)
             EXPECT_TRUE(std::ranges::equal(host.objects.bytes(blocks[i]), expected[i])) << i;
     }
 }

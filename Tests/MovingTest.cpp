@@ -36,10 +36,10 @@ TEST(Scroll, WholeRowsTakeTheirPaddingWithThem) {
         const auto padding = [](int row) {
             return row == white ? Row(20, 255) : Row(20, static_cast<std::uint8_t>(0x40 + row));
         };
-        for (int y = 0; y < height; y++)
+        for (int y = 0; y < height; ++y)
             std::ranges::copy(padding(y), host.objects.surface(picture).row(y) + width * 4);
         EXPECT_EQ(host.call(c.method, {picture, c.delta, c.wrap, false}), Value(true));
-        for (int y = 0; y < height; y++)
+        for (int y = 0; y < height; ++y)
             EXPECT_EQ(Row(host.objects.surface(picture).row(y) + width * 4,
                           host.objects.surface(picture).row(y) + stride),
                       padding(c.rows[static_cast<std::size_t>(y)]))
@@ -52,8 +52,8 @@ TEST(Scroll, OnlyBitmapsThatMayChangeAreChanged) {
     const Image image = randomImage(random, Format::xrgb, false, 5, 4);
     const auto rotated = [&](int deltaX, int deltaY) {
         Image result = image;
-        for (int y = 0; y < 4; y++)
-            for (int x = 0; x < 5; x++) result.word((x + deltaX) % 5, (y + deltaY) % 4) = image.word(x, y);
+        for (int y = 0; y < 4; ++y)
+            for (int x = 0; x < 5; ++x) result.word((x + deltaX) % 5, (y + deltaY) % 4) = image.word(x, y);
         return result;
     };
     for (const std::int64_t kind : {0, 1, 2, 3, 7}) {

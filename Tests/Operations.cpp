@@ -116,7 +116,7 @@ void checkOperation(Host& host, const Operation& operation, const Image& picture
 void checkOperation(Host& host, const Operation& operation, const StorageCase& storage, int rounds) {
     constexpr int sizes[][2] = {{1, 1}, {1, 7}, {9, 1}, {64, 3}, {5, 4}, {33, 17}, {4, 40}, {131, 2}};
     for (const auto& [width, height] : sizes)
-        for (int round = 0; round < rounds; round++) {
+        for (int round = 0; round < rounds; ++round) {
             Random random(static_cast<std::uint64_t>(width * 1000 + round));
             Image picture = randomImage(random, storage.format, storage.alpha, width, height);
             if (operation.prepare) operation.prepare(random, picture);
@@ -149,8 +149,8 @@ Image opaque(const Image& like, int width, int height) {
 }
 
 Image painted(const Image& source, Image target, const std::function<Rgba(int x, int y)>& f) {
-    for (int y = 0; y < source.height; y++)
-        for (int x = 0; x < source.width; x++) {
+    for (int y = 0; y < source.height; ++y)
+        for (int x = 0; x < source.width; ++x) {
             Rgba p = f(x, y);
             p.a = target.format == Format::gd ? 0 : 255;
             target.set(x, y, p);

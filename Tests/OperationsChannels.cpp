@@ -31,7 +31,7 @@ Cell otherPicture(Random& random, const Image& picture) {
 template <int count>
 Cells pictures(Random& random, const Image& picture) {
     Cells cells;
-    for (int i = 0; i < count; i++) cells.emplace_back(otherPicture(random, picture));
+    for (int i = 0; i < count; ++i) cells.emplace_back(otherPicture(random, picture));
     return cells;
 }
 
@@ -78,7 +78,7 @@ Cell merged(Image& picture, Cells& cells) {
 
 Cells tablesAndDestination(Random& random, const Image& picture) {
     Cells cells;
-    for (int i = 0; i < 3; i++) {
+    for (int i = 0; i < 3; ++i) {
         Bytes table(random.oneIn(20) ? random.of<std::size_t>({0, 1, 255}) : random.of({256U, 257U, 1024U}));
         for (std::uint8_t& byte : table) byte = static_cast<std::uint8_t>(random.word());
         cells.emplace_back(random.oneIn(20) ? Cell() : Cell(table));
@@ -141,8 +141,8 @@ Cells swapAndMask(Random& random, const Image& picture) {
 Cell maskSet(Image& picture, Cells& cells) {
     const Image* mask = readable(cells[1]);
     if (!mask || picture.format == Format::rgb) return {};
-    for (int y = 0; y < std::min(picture.height, mask->height); y++)
-        for (int x = 0; x < std::min(picture.width, mask->width); x++) {
+    for (int y = 0; y < std::min(picture.height, mask->height); ++y)
+        for (int x = 0; x < std::min(picture.width, mask->width); ++x) {
             const int red = mask->at(x, y).r, value = std::get<bool>(cells[0]) ? 255 - red : red;
             picture.word(x, y) = (picture.word(x, y) & 0xFFFFFF00) | static_cast<std::uint32_t>(value);
         }
@@ -171,14 +171,14 @@ Cells areaArguments(Random& random, const Image& picture) {
 }
 
 void setArea(Host& host, REALobjectStruct* object, const std::vector<Value>& given) {
-    for (std::size_t i = 0; i < 4; i++) EXPECT_TRUE(host.setProperty(object, areaNames[i], given[i + 1]));
+    for (std::size_t i = 0; i < 4; ++i) EXPECT_TRUE(host.setProperty(object, areaNames[i], given[i + 1]));
 }
 
 /// The area, then the three tints and the weights of red, green and blue.
 Cells sepiaArguments(Random& random, const Image& picture) {
     using Reals = std::numeric_limits<double>;
     Cells cells = areaArguments(random, picture);
-    for (int i = 0; i < 3; i++)
+    for (int i = 0; i < 3; ++i)
         cells.emplace_back(random.of({std::int64_t{0}, std::int64_t{random.below(512)} - 256,
                                       std::int64_t{0x7FFFFFF0}, std::int64_t{-0x7FFFFFF0}, Integers::max(),
                                       Integers::min(), (std::int64_t{7} << 32) + random.below(256)}));
@@ -203,8 +203,8 @@ Cell sepia(Image& picture, Cells& cells) {
     const auto weight = [&](std::size_t i) { return truncatedTo32(std::get<double>(cells[i]) * 1024); };
     const Wide wr = weight(7), wg = weight(8), wb = weight(9);
     Image result = opaque(picture);
-    for (int y = 0; y < count(1, picture.height); y++)
-        for (int x = 0; x < count(0, picture.width); x++) {
+    for (int y = 0; y < count(1, picture.height); ++y)
+        for (int x = 0; x < count(0, picture.width); ++x) {
             const Rgba p = picture.at(x, y);
             const int gray = narrow(p.r * wr + p.g * wg + p.b * wb) / 1024;
             const auto tint = [&](std::size_t i) { return byteOf(narrow(Wide{integer(cells, i)} + gray)); };
@@ -219,7 +219,7 @@ Value runSepia(Host& host, const std::vector<Value>& given) {
                                      "FactorRed", "FactorBlue", "FactorGreen"};
     const OwnedObject object(host.newInstance("PictureSepiaQKZ"));
     setArea(host, object, given);
-    for (std::size_t i = 0; i < 6; i++) EXPECT_TRUE(host.setProperty(object, names[i], given[i + 5]));
+    for (std::size_t i = 0; i < 6; ++i) EXPECT_TRUE(host.setProperty(object, names[i], given[i + 5]));
     return run(host, object, given[0]);
 }
 

@@ -24,7 +24,7 @@ template <int count>
 Cells reals(Random& random, const Image&) {
     using Limits = std::numeric_limits<double>;
     Cells cells;
-    for (int i = 0; i < count; i++) {
+    for (int i = 0; i < count; ++i) {
         const double any = random.below(60001) - 30000;
         if (random.oneIn(3))
             cells.emplace_back(random.of({Limits::quiet_NaN(), Limits::infinity(), -Limits::infinity(), 1e300,
@@ -91,7 +91,7 @@ Cell saturation(Image& picture, Cells& cells) {
 template <int count>
 Cells colors(Random& random, const Image& picture) {
     Cells cells;
-    for (int i = 0; i < count; i++) cells.emplace_back(Color{random.word()});
+    for (int i = 0; i < count; ++i) cells.emplace_back(Color{random.word()});
     const std::uint32_t word = picture.word(random.below(picture.width), random.below(picture.height));
     if (random.oneIn(2)) cells[0] = Color{word ^ (random.word() & 0xFF000000)};
     return cells;
@@ -168,21 +168,21 @@ Cell rectangleMask(Image& picture, Cells& cells) {
     std::vector<std::uint8_t> colored(static_cast<std::size_t>((width + 2) * (height + 2)));
     std::vector<std::uint8_t> covered = colored;
     const auto at = [&](int x, int y) { return static_cast<std::size_t>((y + 1) * (width + 2) + x + 1); };
-    for (int y = region.top; y < region.bottom; y++)  // from the picture's first row on
-        for (int x = region.left; x < region.right; x++)
+    for (int y = region.top; y < region.bottom; ++y)  // from the picture's first row on
+        for (int x = region.left; x < region.right; ++x)
             colored[at(x, y)] = isColored(picture, region.left, x, y - region.top);
 
     const auto first = [&] {
-        for (int y = 0; y < height; y++)
-            for (int x = 0; x < width; x++)
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
                 if (colored[at(x, y)]) return std::pair(x, y);
         return std::pair(-1, -1);
     };
     for (auto [x0, y0] = first(); x0 >= 0; std::tie(x0, y0) = first()) {
         int left = x0, right = x0, top = y0, bottom = y0;
         const auto any = [&](int fromX, int toX, int fromY, int toY) {
-            for (int y = fromY; y <= toY; y++)
-                for (int x = fromX; x <= toX; x++)
+            for (int y = fromY; y <= toY; ++y)
+                for (int x = fromX; x <= toX; ++x)
                     if (colored[at(x, y)]) return true;
             return false;
         };
@@ -197,8 +197,8 @@ Cell rectangleMask(Image& picture, Cells& cells) {
             right += toRight;
             grew = up || down || toLeft || toRight;
         }
-        for (int y = top; y <= bottom; y++)
-            for (int x = left; x <= right; x++) colored[at(x, y)] = 0, covered[at(x, y)] = 1;
+        for (int y = top; y <= bottom; ++y)
+            for (int x = left; x <= right; ++x) colored[at(x, y)] = 0, covered[at(x, y)] = 1;
     }
     return painted(picture, opaque(picture), [&](int x, int y) { return gray(covered[at(x, y)] ? 0 : 255); });
 }

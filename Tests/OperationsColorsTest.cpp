@@ -125,7 +125,7 @@ TEST(PictureMakers, EmbeddedMaskWidensAllBitsOfGd) {
     constexpr std::uint32_t tops[] = {0, 1, 0x40, 0x7E, 0x7F, 0x80, 0x81, 0xFF},
                             levels[] = {0, 3, 128, 252, 255, 0, 3, 255};
     Image image = Image{Format::gd}.blank(8, 1), expected = image;
-    for (std::size_t i = 0; i < 8; i++)
+    for (std::size_t i = 0; i < 8; ++i)
         image.words[i] = tops[i] << 24, expected.words[i] = levels[i] * 0x010101;
     const OwnedPicture picture = makePicture(host, image);
     EXPECT_SAME_IMAGE(readPicture(host, pictureOf(host, "EmbeddedMaskQKZ", {picture, false})), expected);

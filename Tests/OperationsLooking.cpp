@@ -130,7 +130,7 @@ Cell countColor(Image& picture, Cells& cells) {
 /// Nil or blocks that hold something already, now and then too short a one.
 Cells histogramArguments(Random& random, const Image&) {
     Cells cells;
-    for (int i = 0; i < 3; i++) {
+    for (int i = 0; i < 3; ++i) {
         if (random.oneIn(3)) {
             cells.emplace_back();
             continue;
@@ -149,16 +149,16 @@ Cells histogramArguments(Random& random, const Image&) {
 /// The second block gets the greens and the third the blues, whatever they are called.
 Cell countColors(Image& picture, Cells& cells) {
     bool fit = true;
-    for (std::size_t i = 0; i < 3; i++) {
+    for (std::size_t i = 0; i < 3; ++i) {
         if (cells[i] == Cell()) cells[i] = Bytes(1024);
         fit = fit && std::get<Bytes>(cells[i]).size() >= 1024;
     }
     fit = fit && !picture.words.empty();
     cells[3] = std::int64_t{fit ? picture.width * picture.height : -1};
     for (const std::uint32_t word : fit ? picture.words : std::vector<std::uint32_t>{})
-        for (std::size_t i = 0; i < 3; i++) {
+        for (std::size_t i = 0; i < 3; ++i) {
             std::uint8_t* counter = &std::get<Bytes>(cells[i])[(word >> (16 - 8 * i) & 255) * 4];
-            for (int byte = 0; byte < 4 && ++counter[byte] == 0;) byte++;
+            for (int byte = 0; byte < 4 && ++counter[byte] == 0;) ++byte;
         }
     return {};
 }
@@ -201,8 +201,8 @@ Image needleOf(Random& random, const Image& picture) {
     if (needle.format == Format::rgb && random.oneIn(3)) needle.format = Format::xrgb;
     if (needle.format == Format::gd) needle.alpha = random.oneIn(2);
     const bool noisy = random.oneIn(3);
-    for (int y = 0; y < height; y++)
-        for (int x = 0; x < width; x++) {
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
             std::uint32_t& word = needle.word(x, y);
             word = picture.word(std::min(left + x, picture.width - 1), std::min(top + y, picture.height - 1));
             if (needle.format == Format::rgb) word &= 0xFFFFFF;
@@ -244,10 +244,10 @@ Cell find(Image& picture, Cells& cells) {
     cells[1] = cells[2] = std::int64_t{0};
     const auto* needle = std::get_if<Image>(&cells[0]);
     if (!needle || needle->words.empty() || picture.words.empty() || startY >= picture.height) return false;
-    if (startX >= picture.width) startX = 0, startY++;
+    if (startX >= picture.width) startX = 0, ++startY;
     const auto matchesAt = [&](int left, int top) {
-        for (int y = 0; y < needle->height; y++)
-            for (int x = 0; x < needle->width; x++) {
+        for (int y = 0; y < needle->height; ++y)
+            for (int x = 0; x < needle->width; ++x) {
                 const Rgba a = picture.at(left + x, top + y), b = needle->at(x, y);
                 if (std::abs(a.r - b.r) >= tolerance || std::abs(a.g - b.g) >= tolerance ||
                     std::abs(a.b - b.b) >= tolerance)
@@ -255,8 +255,8 @@ Cell find(Image& picture, Cells& cells) {
             }
         return true;
     };
-    for (int y = static_cast<int>(startY); y <= picture.height - needle->height; y++, startX = 0)
-        for (int x = static_cast<int>(startX); x <= picture.width - needle->width; x++)
+    for (int y = static_cast<int>(startY); y <= picture.height - needle->height; ++y, startX = 0)
+        for (int x = static_cast<int>(startX); x <= picture.width - needle->width; ++x)
             if (matchesAt(x, y)) {
                 cells[1] = std::int64_t{x};
                 cells[2] = std::int64_t{y};

@@ -24,8 +24,8 @@ bool isFarther(std::int64_t delta, int size) { return delta >= size || delta <= 
 
 void rotateOrClearRows(Image& image, std::int64_t delta, bool wrap) {
     const Image old = image;
-    for (int y = 0; y < image.height; y++)
-        for (int x = 0; x < image.width; x++) {
+    for (int y = 0; y < image.height; ++y)
+        for (int x = 0; x < image.width; ++x) {
             std::uint32_t& word = image.word(x, y);
             if (wrap)
                 word = old.word(x, wrapped(y - delta % image.height, image.height));
@@ -41,8 +41,8 @@ void rotateOrClearRows(Image& image, std::int64_t delta, bool wrap) {
 void rotateOrClearColumns(Image& image, std::int64_t delta, bool wrap) {
     const Image old = image;
     const int width = image.width;
-    for (int y = 0; y < image.height; y++)
-        for (int x = 0; x < width; x++) {
+    for (int y = 0; y < image.height; ++y)
+        for (int x = 0; x < width; ++x) {
             std::uint32_t& word = image.word(x, y);
             if (wrap)
                 word = old.word(wrapped(x - delta % width, width), y);
@@ -76,7 +76,7 @@ Cells scrollArguments(Random& random, const Image& picture) {
     Cells cells;
     const std::int64_t sizes[] = {deltas == 1 ? std::max(picture.width, picture.height) : picture.width,
                                   picture.height};
-    for (int i = 0; i < deltas; i++)
+    for (int i = 0; i < deltas; ++i)
         cells.emplace_back(random.oneIn(4) ? random.coordinate(picture.width)
                                            : random.below(static_cast<int>(2 * sizes[i] + 5)) - sizes[i] - 2);
     cells.emplace_back(random.oneIn(2));

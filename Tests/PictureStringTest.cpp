@@ -62,7 +62,7 @@ TEST(PictureString, HeaderFaultsAreRefused) {
     Plugin host;
     EXPECT_TRUE(host.call("BinaryStringtoPictureQKZ", {nullptr}).isNil());
     std::vector<std::string> faults{red + '\0', red.substr(0, 42), "PPID" + red.substr(4)};
-    for (std::size_t length = 0; length < 24; length++) faults.push_back(changed({}, length));
+    for (std::size_t length = 0; length < 24; ++length) faults.push_back(changed({}, length));
     constexpr std::size_t width = 8, height = 12, offset = 20;
     for (const std::size_t side : {width, height})
         for (const std::uint32_t size : {0u, 2u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu, 0x55555556u})
@@ -88,7 +88,7 @@ using PictureStrings = OnStorage;
 
 TEST_P(PictureStrings, AreReadAsTheHeaderSays) {
     int pictures = 0;
-    for (std::uint64_t seed = 0; seed < 2000 && !HasFailure(); seed++) {
+    for (std::uint64_t seed = 0; seed < 2000 && !HasFailure(); ++seed) {
         Random random(seed);
         std::string bytes(24 + static_cast<std::size_t>(random.below(300)), '\0');
         for (char& byte : bytes) byte = static_cast<char>(random.word());

@@ -190,12 +190,12 @@ TEST(Pictures, NothingIsLoggedWhileTheSwitchIsOff) {
 TEST(Services, AreAskedForUntilTheyAreThere) {
     Plugin host({}, {"newPicture"});
     const OwnedPicture picture = makePicture(host, sample());
-    for (int i = 1; i <= 3; i++) {
+    for (int i = 1; i <= 3; ++i) {
         EXPECT_SAME_IMAGE(invertedByPlugin(host, picture), Image{});
         EXPECT_EQ(host.faults.asked("newPicture"), i);
     }
     host.faults.offer("newPicture");
-    for (int i = 0; i < 2; i++) {
+    for (int i = 0; i < 2; ++i) {
         EXPECT_SAME_IMAGE(invertedByPlugin(host, picture), inverted(sample()));
         EXPECT_EQ(host.faults.asked("newPicture"), 4);
     }
@@ -243,7 +243,7 @@ TEST_P(Faults, GiveNilOrTheRightPicture) {
         for (const std::int64_t kind : {0, 2})
             for (const bool cloned : {false, true}) {
                 bool calledOften = true;
-                for (int nth = 0; calledOften; nth++) {  // 0: not there at all
+                for (int nth = 0; calledOften; ++nth) {  // 0: not there at all
                     SCOPED_TRACE(testing::Message() << service << ", call " << nth << ", kind " << kind
                                                     << (cloned ? ", cloned" : ""));
                     Plugin host(storage.settings);

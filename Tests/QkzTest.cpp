@@ -37,7 +37,7 @@ class Qkz : public testing::Test {
  protected:
     void SetUp() override {
         std::filesystem::create_directories(folder);
-        for (int i = 0; i < 12; i++)
+        for (int i = 0; i < 12; ++i)
             photo.argb.push_back(0xFF000000u | static_cast<std::uint32_t>(i * 0x050A14));
         writePng(photo, in);
     }
@@ -63,7 +63,7 @@ TEST_F(Qkz, RunsCallsOneAfterTheOther) {
             "run " + in.string() + plugin + "--storage " + storage + " -o " + out.string();
         EXPECT_EQ(qkz(run + " 'InvertQKZ(1, 1, 2, 9223372036854775807)'").status, 0);
         Image expected = photo;
-        for (std::size_t i = 0; i < 12; i++)
+        for (std::size_t i = 0; i < 12; ++i)
             expected.argb[i] =
                 i % 4 == 1 || i % 4 == 2 ? i < 4 ? 0xFF000000 : photo.argb[i] ^ 0xFFFFFF : 0xFF000000;
         EXPECT_EQ(readImage(out).argb, expected.argb) << storage;

@@ -137,7 +137,7 @@ TEST(Registration, iOSMethodsRaise) {
         EXPECT_EQ(host.exceptions.take(), (RaisedException{"PlatformNotSupportedException", "iOS only", 0}));
         EXPECT_EQ(result, method.declaration.result == Type::boolean ? Value(false) : Value())
             << method.text();
-        count++;
+        ++count;
     }
     EXPECT_EQ(count, 7);
 }

@@ -20,14 +20,14 @@ constexpr std::uint32_t white = 0xFFFFFFFF;
 
 Image part(const Image& image, const Rectangle& area) {
     Image result = image.blank(area.right - area.left, area.bottom - area.top);
-    for (int y = 0; y < result.height; y++)
-        for (int x = 0; x < result.width; x++) result.word(x, y) = image.word(area.left + x, area.top + y);
+    for (int y = 0; y < result.height; ++y)
+        for (int x = 0; x < result.width; ++x) result.word(x, y) = image.word(area.left + x, area.top + y);
     return result;
 }
 
 Image filled(Image image, const Rectangle& area, std::uint32_t word) {
-    for (int y = area.top; y < area.bottom; y++)
-        for (int x = area.left; x < area.right; x++) image.word(x, y) = word;
+    for (int y = area.top; y < area.bottom; ++y)
+        for (int x = area.left; x < area.right; ++x) image.word(x, y) = word;
     return image;
 }
 
@@ -212,7 +212,7 @@ class MissingRow : public testing::TestWithParam<int> {
     MissingRow() {
         std::uint32_t next = 0;
         for (std::uint32_t& word : image_.words) word = ++next * 0x010101;
-        for (int x = 0; x < 5; x++) image_.word(x, GetParam()) &= 0xFF;
+        for (int x = 0; x < 5; ++x) image_.word(x, GetParam()) &= 0xFF;
         picture_ = makePicture(host_, image_);
     }
     /// Calls without the row in the picture.
@@ -286,9 +286,9 @@ TEST_P(MissingRow, OfAResultIsLeftOut) {
 TEST_P(MissingRow, StaysOutOfScrolling) {
     const auto moved = [&](int right, int down, bool wrap) {
         Image result = image_;
-        for (int y = 0; y < 4; y++) {
+        for (int y = 0; y < 4; ++y) {
             const int from = wrap ? (y - down + 4) % 4 : y - down;
-            for (int x = 0; x < 5 && y != GetParam() && from != GetParam(); x++)
+            for (int x = 0; x < 5 && y != GetParam() && from != GetParam(); ++x)
                 result.word(x, y) = from < 0 || from > 3 ? white : image_.word((x - right + 5) % 5, from);
         }
         return result;

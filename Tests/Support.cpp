@@ -68,8 +68,8 @@ std::string difference(const Image& actual, const Image& expected) {
         return text.str();
     }
     int count = 0;
-    for (int y = 0; y < actual.height; y++)
-        for (int x = 0; x < actual.width; x++) {
+    for (int y = 0; y < actual.height; ++y)
+        for (int x = 0; x < actual.width; ++x) {
             if (actual.word(x, y) == expected.word(x, y) || count++ > 0) continue;
             text << actual << ": at " << x << ", " << y << std::hex << ' ' << actual.word(x, y)
                  << " instead of " << expected.word(x, y) << std::dec;
@@ -81,7 +81,7 @@ std::string difference(const Image& actual, const Image& expected) {
 OwnedPicture makePicture(Host& host, const Image& image) {
     OwnedPicture picture(host.newPicture(image.width, image.height, image.alpha));
     if (!picture.get()) throw std::runtime_error("the host cannot make the picture");
-    for (int y = 0; y < image.height; y++)
+    for (int y = 0; y < image.height; ++y)
         host.objects.surface(picture).write(0, y, image.width,
                                             &image.words[static_cast<std::size_t>(y * image.width)]);
     return picture;
@@ -94,7 +94,7 @@ Image readPicture(Host& host, PictureHandle picture) {
     if (surface.storage == Storage::pixmap) image.format = Format::rgb;
     if (surface.storage == Storage::cairo) image.format = surface.alpha ? Format::argb : Format::xrgb;
     image.words.resize(static_cast<std::size_t>(image.width * image.height));
-    for (int y = 0; y < image.height; y++) surface.read(0, y, image.width, &image.word(0, y));
+    for (int y = 0; y < image.height; ++y) surface.read(0, y, image.width, &image.word(0, y));
     return image;
 }
 
@@ -118,9 +118,9 @@ int multiplied(int alpha, int value) {
 int unmultiplied(int alpha, int product) {
     static const std::vector<int> table = [] {
         std::vector<int> result(65536);
-        for (std::size_t i = 0; i < result.size(); i++) result[i] = static_cast<int>(i % 256);
-        for (int a = 0; a < 256; a++)
-            for (int v = 0; v < 256; v++) result[static_cast<std::size_t>(a * 256 + multiplied(a, v))] = v;
+        for (std::size_t i = 0; i < result.size(); ++i) result[i] = static_cast<int>(i % 256);
+        for (int a = 0; a < 256; ++a)
+            for (int v = 0; v < 256; ++v) result[static_cast<std::size_t>(a * 256 + multiplied(a, v))] = v;
         return result;
     }();
     return table[static_cast<std::size_t>(alpha * 256 + product)];
@@ -174,25 +174,25 @@ const std::vector<StorageCase>& storages() {
 void mapRectangle(const Image& source, Image& target, const Rectangle& area,
                   const std::function<Rgba(const Rgba&)>& f) {
     if (source.format != Format::rgb) {
-        for (int y = area.top; y < area.bottom; y++)
-            for (int x = area.left; x < area.right; x++) target.set(x, y, f(source.at(x, y)));
+        for (int y = area.top; y < area.bottom; ++y)
+            for (int x = area.left; x < area.right; ++x) target.set(x, y, f(source.at(x, y)));
         return;
     }
     // All the image's bytes in one line, a pixel anywhere in it.
     const int bytes = source.width * source.height * 3;
     const auto shift = [](int byte) { return 16 - byte % 3 * 8; };
-    for (int y = area.top; y < area.bottom; y++)
-        for (int x = area.left; x < area.right; x++) {
+    for (int y = area.top; y < area.bottom; ++y)
+        for (int x = area.left; x < area.right; ++x) {
             const int at = y * source.width * 3 + area.left * 4 + (x - area.left) * 3;
             if (at + 3 > bytes) break;
             Rgba p{.a = 255};
             const auto index = [](int byte) { return static_cast<std::size_t>(byte / 3); };
             int* const in[] = {&p.r, &p.g, &p.b};
-            for (int i = 0; i < 3; i++)
+            for (int i = 0; i < 3; ++i)
                 *in[i] = static_cast<int>(source.words[index(at + i)] >> shift(at + i) & 255);
             const Rgba q = f(p);
             const int out[] = {q.r, q.g, q.b};
-            for (int i = 0; i < 3; i++) {
+            for (int i = 0; i < 3; ++i) {
                 std::uint32_t& word = target.words[index(at + i)];
                 word = (word & ~(255U << shift(at + i))) | static_cast<std::uint32_t>(out[i])
                                                                << shift(at + i);

@@ -135,7 +135,7 @@ TEST(FreeLater, ReleasesWhatTheVariablesHold) {
 TEST(Memory, IsZeroed) {
     for (const std::int64_t size : {std::int64_t{0}, std::int64_t{-1}, INT64_MIN})
         EXPECT_EQ(AllocateClearMemory(size), nullptr);
-    for (int round = 0; round < 2; round++) {  // the second time it may be used memory
+    for (int round = 0; round < 2; ++round) {  // the second time it may be used memory
         auto* const bytes = static_cast<std::uint8_t*>(AllocateClearMemory(1000));
         ASSERT_NE(bytes, nullptr);
         EXPECT_EQ(std::count(bytes, bytes + 1000, 0), 1000);
@@ -160,8 +160,8 @@ TEST(Libraries, FirstThatOpensIsTaken) {
 TEST(MultiplyTables, EqualNaiveComputation) {
     const MultiplyTables& tables = InitMultiplyTable();
     int wrong = 0;
-    for (int a = 0; a < 256; a++)
-        for (int v = 0; v < 256; v++)
+    for (int a = 0; a < 256; ++a)
+        for (int v = 0; v < 256; ++v)
             wrong +=
                 (tables.multiply[a][v] != multiplied(a, v)) + (tables.unmultiply[a][v] != unmultiplied(a, v));
     EXPECT_EQ(wrong, 0);

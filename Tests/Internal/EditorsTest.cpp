@@ -31,7 +31,7 @@ TEST(Editors, RowsOfEveryStorage) {
             EXPECT_EQ(static_cast<Format>(reader.format()), storage.format);
             EXPECT_EQ(reader.hasAlpha(), storage.alpha);
             const std::uint8_t* const first = reader.currentRow();
-            for (int y = 0; y < 4; y++) reader.AddPixelRow();
+            for (int y = 0; y < 4; ++y) reader.AddPixelRow();
             EXPECT_EQ(reader.currentRow(), first);           // row 4 is row 0
             EXPECT_FALSE(reader.GetPictureReader(nullptr));  // opening begins with closing
             EXPECT_EQ(host.objects.picture(picture).descriptionLocks, 0);
@@ -55,7 +55,7 @@ TEST(Editors, RowErrorsAreCountedAndLoggedNineTimes) {
               (Lines{"y is too small -1", "y too big: 3 of 3 in GetRow", "y too big: 100 of 3 in GetRow"}));
     EXPECT_EQ(editor.errorCount_, 3);
     const auto fail = [&](int times) {
-        for (int i = 0; i < times; i++) editor.GetRow(3);
+        for (int i = 0; i < times; ++i) editor.GetRow(3);
     };
     fail(4);  // counted, whether logged or not
     EXPECT_EQ(host.log([&] { fail(5); }).size(), 2u);
@@ -139,7 +139,7 @@ TEST(Editors, CopiesOfPixmapsAreReleased) {
     ASSERT_TRUE(reader.GetPictureReader(picture));
     static int released = 0;
     static void (*const unref)(GdkPixbuf*) = Gdk.gdk_pixbuf_unref;
-    Gdk.gdk_pixbuf_unref = [](GdkPixbuf* pixbuf) { unref(pixbuf), released++; };
+    Gdk.gdk_pixbuf_unref = [](GdkPixbuf* pixbuf) { unref(pixbuf), ++released; };
     EXPECT_TRUE(reader.GetPictureReader(picture));
     EXPECT_EQ(released, 1);
     reader.clear();

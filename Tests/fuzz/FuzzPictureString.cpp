@@ -8,7 +8,7 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
                                                unsigned seed) {
     size = LLVMFuzzerMutate(data, size, most);
     if (size >= 8 && seed % 8 != 0)
-        for (std::size_t i = 0; i < 4; i++) data[4 + i] = static_cast<std::uint8_t>(size >> (24 - 8 * i));
+        for (std::size_t i = 0; i < 4; ++i) data[4 + i] = static_cast<std::uint8_t>(size >> (24 - 8 * i));
     return size;
 }
 

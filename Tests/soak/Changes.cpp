@@ -40,7 +40,7 @@ struct Natives {
     }
     gdImage* image(int width, int height) {
         const auto rows = std::make_shared<std::vector<int*>>();
-        for (int y = 0; y < height; y++) rows->push_back(reinterpret_cast<int*>(guarded(width * 4)));
+        for (int y = 0; y < height; ++y) rows->push_back(reinterpret_cast<int*>(guarded(width * 4)));
         const auto image = std::make_shared<gdImage>();
         image->sx = width;
         image->sy = height;
@@ -117,7 +117,7 @@ void lieAboutStorage(const Scene& scene) {
             if (locked) show(*natives, told, trouble == 1 || (trouble == 2 && random.oneIn(2)));
             return locked || (trouble == 2 && random.oneIn(4));
         };
-        for (std::size_t i = 0; i < arguments.parameters.size(); i++)
+        for (std::size_t i = 0; i < arguments.parameters.size(); ++i)
             if (arguments.parameters[i].type == Type::integer && random.oneIn(2))
                 arguments.set(i, random.coordinate(9));
         for (auto& [picture, mask] : arguments.pictures) {
@@ -134,7 +134,7 @@ void giveExtremes(const Scene& scene) {
     Room room(scene);
     room.callChanged([&](Arguments& arguments, Random& random, std::size_t round) {
         const std::vector<Parameter>& parameters = arguments.parameters;
-        for (std::size_t i = 0; i < parameters.size(); i++)
+        for (std::size_t i = 0; i < parameters.size(); ++i)
             if (round % parameters.size() == i || random.oneIn(3))
                 if (const auto value = extreme(room, random, parameters[i], arguments))
                     arguments.set(i, *value);

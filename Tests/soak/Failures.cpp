@@ -21,7 +21,7 @@ Counts counted(const Host& host, bool imports) {
 void eachFailure(const Counts& before, const Counts& after,
                  const std::function<void(const std::string& name, int nth, Failure)>& attempt) {
     for (const auto& [name, count] : after)
-        for (int nth = count - (before.contains(name) ? before.at(name) : 0); nth > 0; nth--)
+        for (int nth = count - (before.contains(name) ? before.at(name) : 0); nth > 0; --nth)
             for (int i = 0; const char* text : {"gives nothing", "raises", "throws an error",
                                                 "throws a number", "and all later ones give nothing"}) {
                 const auto way = static_cast<Failure>(i++);
@@ -94,7 +94,7 @@ void failAsked(const Scene& scene, bool imports) {
         if (times == 0) continue;
         trying("without " + name);
         Room room(scene, [&omitted = name](Host& host) { host.faults.omit(omitted); });
-        for (int i = 0; i < 2; i++) room.call();
+        for (int i = 0; i < 2; ++i) room.call();
     }
 }
 

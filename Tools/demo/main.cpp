@@ -114,7 +114,7 @@ void drawSheet(const std::vector<std::pair<std::string, std::string>>& tiles, in
         double size = 13;
         cairo_text_extents_t extents;
         do {  // long names in smaller letters
-            cairo_set_font_size(cr.get(), size--);
+            cairo_set_font_size(cr.get(), --size);
             cairo_text_extents(cr.get(), name.c_str(), &extents);
         } while (extents.width > tileWidth && size > 5);
         cairo_move_to(cr.get(), left + (tileWidth - extents.width) / 2, top + tileHeight + 16);

@@ -40,7 +40,7 @@ void REALPluginMain(HostResolver resolver) {
     });
     sdkVersion = sdkVersionFor(hostVersion);
     if (!resolver) return;
-    // Not tested for null: a host that accepts plug-ins always offers this service.
+    // Not tested for null: compatibility.md#the-version-is-told-unasked
     attempt([] { HostService(service::RegisterPluginVersion).address()(sdkVersion); });
     PluginEntry();
 }
