@@ -54,6 +54,7 @@ void redirectImports(void* library) {
     const auto page = static_cast<ElfW(Addr)>(sysconf(_SC_PAGESIZE));
     for (const auto& [start, size] : {std::pair{DT_JMPREL, DT_PLTRELSZ}, std::pair{DT_RELA, DT_RELASZ}}) {
         const auto* entry = reinterpret_cast<const ElfW(Rela)*>(dynamicEntry(map, start));
+        if (!entry || !symbols || !names) continue;
         for (const auto* const end = entry + dynamicEntry(map, size) / sizeof *entry; entry != end; ++entry) {
             for (const StandIn& standIn : standIns) {
                 if (std::strcmp(names + symbols[ELF64_R_SYM(entry->r_info)].st_name, standIn.name) != 0) {

@@ -126,13 +126,16 @@ TEST(Lut3D, TableKeepsWhatIsWithinIt) {
     };
     for (const bool written : {false, true}) {
         double next = 0.5;
-        for (const int r : {0, 1, 17})
-            for (const int g : {0, 2, 17})
-                for (const int b : {0, 3, 17})
+        for (const int r : {0, 1, 17}) {
+            for (const int g : {0, 2, 17}) {
+                for (const int b : {0, 3, 17}) {
                     for (const int x : {0, 1, 2}) {
                         EXPECT_EQ(entry(object, r, g, b, x), written ? next : 0);
-                        host.assign("Table", {object, r, g, b, x}, ++next);
+                        host.assign("Table", {object, r, g, b, x}, next++);
                     }
+                }
+            }
+        }
     }
     constexpr std::int64_t largest = 0xFFFFFFFF;
     for (const auto& [r, g, b, x] : {std::array<std::int64_t, 4>{18, 0, 0, 0},
@@ -152,12 +155,14 @@ TEST(Lut3D, WellKnownPixels) {
     Plugin host;
     const OwnedObject object(host.newInstance("PictureLut3DQKZ"));
     // Red follows red, green is blue's index alone, blue the sum of all: at the cells' corners exactly.
-    for (int r = 0; r < 18; ++r)
-        for (int g = 0; g < 18; ++g)
+    for (int r = 0; r < 18; ++r) {
+        for (int g = 0; g < 18; ++g) {
             for (int b = 0; b < 18; ++b) {
                 const double values[] = {r * 10.0, b * 20.0 - 100, r + g + b + 0.5};
                 for (int x = 0; x < 3; ++x) host.assign("Table", {object, r, g, b, x}, values[x]);
             }
+        }
+    }
     // Value v lies v mod 17 / 17 of the way from index min(v div 17 + 1, 15) to the next.
     const OwnedPicture source = makePicture(host, row({0xFF000000, 0x00112233, 0xFFFFFFFF, 0xFF08F0EF}));
     set(host, object, "SourcePicture", source.get());

@@ -254,7 +254,7 @@ TEST(Encoding, Converts) {
 }
 
 TEST(Surface, WordsKeepTheirColors) {
-    for (const Storage storage : {Storage::cairo, Storage::gd})
+    for (const Storage storage : {Storage::cairo, Storage::gd}) {
         for (const bool alpha : {false, true}) {
             const auto surface = Surface::create(storage, 3, 2, alpha, 8);
             ASSERT_TRUE(surface);
@@ -264,6 +264,7 @@ TEST(Surface, WordsKeepTheirColors) {
                 EXPECT_EQ(surface->fromArgb(surface->toArgb(stored)), stored) << a;
             }
         }
+    }
     const auto wide = Surface::create(Storage::cairo, 3, 2, true, 8);
     EXPECT_EQ(wide->rowBytes(), 20);
     EXPECT_EQ(wide->fromArgb(0x80FF8000), 0x80804000u);
@@ -327,7 +328,7 @@ std::string jpegFile(J_COLOR_SPACE space, bool adobeMarker, bool progressive) {
         for (JSAMPLE& sample : row) sample = static_cast<JSAMPLE>(random());
     jpeg_finish_compress(&jpeg);
     jpeg_destroy_compress(&jpeg);
-    const std::string result(reinterpret_cast<char*>(made), size);
+    std::string result(reinterpret_cast<char*>(made), size);
     std::free(made);
     return result;
 }

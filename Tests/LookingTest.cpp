@@ -36,11 +36,13 @@ TEST(Looking, NothingIsSeenInAPictureThatCannotBeRead) {
         EXPECT_EQ(host.call("FindPictureQKZ", {picture, good, &x, &y}), Value(false));
         EXPECT_EQ(x, Value(0));
         EXPECT_EQ(y, Value(0));
-        for (const char* method : {"ScrollVerticalQKZ", "ScrollHorizontalQKZ"})
-            for (const int delta : {0, 1})
+        for (const char* method : {"ScrollVerticalQKZ", "ScrollHorizontalQKZ"}) {
+            for (const int delta : {0, 1}) {
                 EXPECT_EQ(host.call(method, {picture, delta, true, true}),
                           Value(delta == 0 || std::string_view(method) == "ScrollHorizontalQKZ"))
                     << method << ' ' << delta;
+            }
+        }
 
         EXPECT_EQ(blocksMade(host, picture), (std::array{true, true, true}));  // before it is opened
     }
@@ -114,7 +116,7 @@ using Search = OnStorage;
 /// the 128 that are asked at once.
 TEST_P(Search, WideNeedle) {
     const Image blank = Image{storage.format, storage.alpha}.blank(340, 4);
-    for (const auto& [x, y] : {std::pair(0, 0), {63, 1}, {64, 1}, {127, 0}, {128, 2}, {138, 2}, {139, 2}})
+    for (const auto& [x, y] : {std::pair(0, 0), {63, 1}, {64, 1}, {127, 0}, {128, 2}, {138, 2}, {139, 2}}) {
         for (const int place : {0, 127, 128, 129, 200, -1}) {
             Image image = blank, needle = blank.blank(140, 3);
             needle.word(x, y) ^= 0x400000;
@@ -123,13 +125,14 @@ TEST_P(Search, WideNeedle) {
                            {needle, std::int64_t{5}, std::int64_t{5}, std::int64_t{0}, std::int64_t{0},
                             std::int64_t{3}});
         }
+    }
 }
 
 ON_EVERY_STORAGE(Search);
 
 TEST(HasMask, TellsOfMasksAndMakesNone) {
     const char* const method = "Mask(create As Boolean = True) As Picture";
-    for (const double version : {2012.0, 2020.0, 2020.01, 2024.0, 3000.0})
+    for (const double version : {2012.0, 2020.0, 2020.01, 2024.0, 3000.0}) {
         for (const bool missing : {false, true}) {
             SCOPED_TRACE(testing::Message() << version << (missing ? ", no method" : ""));
             Plugin host({.version = version});
@@ -144,6 +147,7 @@ TEST(HasMask, TellsOfMasksAndMakesNone) {
             EXPECT_EQ(host.faults.called(method), byMethod ? 3 : 0);
             EXPECT_EQ(host.faults.called("REALGetPictureMask"), byMethod ? 0 : 3);
         }
+    }
 }
 
 }  // namespace

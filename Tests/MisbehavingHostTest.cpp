@@ -20,7 +20,7 @@ const char* const drawPicture =
     "sourceHeight As Double = -10000)";
 
 TEST(MisbehavingHost, WhatAServiceThrowsBecomesAHostException) {
-    for (const auto& [failure, exception] : throwing)
+    for (const auto& [failure, exception] : throwing) {
         for (const char* service : {"newPicture", "REALLockPictureDescription", "REALPictureClearCache",
                                     "REALLockObject", "REALGetPropValueInteger", "PluginPictureGetType"}) {
             SCOPED_TRACE(service);
@@ -32,6 +32,7 @@ TEST(MisbehavingHost, WhatAServiceThrowsBecomesAHostException) {
             EXPECT_EQ(std::uncaught_exceptions(), 0);
             EXPECT_EQ(host.objects.picture(picture).descriptionLocks, 0);
         }
+    }
 }
 
 /// As the runtime of another language or compiler does.

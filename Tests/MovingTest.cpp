@@ -39,11 +39,12 @@ TEST(Scroll, WholeRowsTakeTheirPaddingWithThem) {
         for (int y = 0; y < height; ++y)
             std::ranges::copy(padding(y), host.objects.surface(picture).row(y) + width * 4);
         EXPECT_EQ(host.call(c.method, {picture, c.delta, c.wrap, false}), Value(true));
-        for (int y = 0; y < height; ++y)
+        for (int y = 0; y < height; ++y) {
             EXPECT_EQ(Row(host.objects.surface(picture).row(y) + width * 4,
                           host.objects.surface(picture).row(y) + stride),
                       padding(c.rows[static_cast<std::size_t>(y)]))
                 << "row " << y;
+        }
     }
 }
 

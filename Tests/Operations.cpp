@@ -67,11 +67,12 @@ bool isNaN(const Cell& cell) {
 
 void expectSame(const Cell& actual, const Cell& expected, const std::string& what) {
     const auto *image = std::get_if<Image>(&actual), *wanted = std::get_if<Image>(&expected);
-    if (image && wanted)
+    if (image && wanted) {
         EXPECT_EQ(difference(*image, *wanted), "") << what;
-    else
+    } else {
         EXPECT_TRUE(actual == expected || (isNaN(actual) && isNaN(expected)))
             << what << " is " << shown(actual) << " instead of " << shown(expected);
+    }
 }
 
 }  // namespace
@@ -115,7 +116,7 @@ void checkOperation(Host& host, const Operation& operation, const Image& picture
 
 void checkOperation(Host& host, const Operation& operation, const StorageCase& storage, int rounds) {
     constexpr int sizes[][2] = {{1, 1}, {1, 7}, {9, 1}, {64, 3}, {5, 4}, {33, 17}, {4, 40}, {131, 2}};
-    for (const auto& [width, height] : sizes)
+    for (const auto& [width, height] : sizes) {
         for (int round = 0; round < rounds; ++round) {
             Random random(static_cast<std::uint64_t>(width * 1000 + round));
             Image picture = randomImage(random, storage.format, storage.alpha, width, height);
@@ -123,6 +124,7 @@ void checkOperation(Host& host, const Operation& operation, const StorageCase& s
             checkOperation(host, operation, picture, operation.arguments(random, picture));
             if (testing::Test::HasFatalFailure() || testing::Test::HasNonfatalFailure()) return;
         }
+    }
 }
 
 const std::vector<Operation>& operations() {
@@ -149,12 +151,13 @@ Image opaque(const Image& like, int width, int height) {
 }
 
 Image painted(const Image& source, Image target, const std::function<Rgba(int x, int y)>& f) {
-    for (int y = 0; y < source.height; ++y)
+    for (int y = 0; y < source.height; ++y) {
         for (int x = 0; x < source.width; ++x) {
             Rgba p = f(x, y);
             p.a = target.format == Format::gd ? 0 : 255;
             target.set(x, y, p);
         }
+    }
     return target;
 }
 

@@ -64,9 +64,10 @@ TEST(PictureString, HeaderFaultsAreRefused) {
     std::vector<std::string> faults{red + '\0', red.substr(0, 42), "PPID" + red.substr(4)};
     for (std::size_t length = 0; length < 24; ++length) faults.push_back(changed({}, length));
     constexpr std::size_t width = 8, height = 12, offset = 20;
-    for (const std::size_t side : {width, height})
+    for (const std::size_t side : {width, height}) {
         for (const std::uint32_t size : {0u, 2u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu, 0x55555556u})
             faults.push_back(changed({{side, size}}));
+    }
     // Products that are small again after a wrap, or of two negatives.
     faults.push_back(changed({{width, 0xFFFFFFFF}, {height, 0xFFFFFFFF}}));
     faults.push_back(changed({{width, 32767}, {height, 32767}}));
@@ -125,10 +126,11 @@ TEST(PictureString, ServicesThatFailGiveNil) {
         const OwnedPicture picture(host.newPicture(2, 2));
         const bool writing = std::string_view(service) == "REALBuildStringWithEncoding";
         host.faults.omit(service);
-        if (writing)
+        if (writing) {
             EXPECT_TRUE(host.call("PicturetoBinaryStringQKZ", {picture}).isNil());
-        else
+        } else {
             EXPECT_SAME_IMAGE(unpacked(host, red), Image{}) << service;
+        }
     }
     Plugin host;
     const OwnedPicture empty(Value(host.newInstance("Picture")).picture());

@@ -27,8 +27,8 @@ constexpr const char
         "sourceWidth As Double = -10000, sourceHeight As Double = -10000)";
 
 TEST(Pictures, KindAndVersionChooseTheRepresentation) {
-    for (const double version : {2015.04, 2016.0, 2024.0})
-        for (const std::int64_t kind : {0, 1, 2, 3, 7})
+    for (const double version : {2015.04, 2016.0, 2024.0}) {
+        for (const std::int64_t kind : {0, 1, 2, 3, 7}) {
             for (const int missing : {0, 1, 2}) {  // nothing, the representation, the method
                 SCOPED_TRACE(testing::Message() << version << " kind " << kind << " missing " << missing);
                 Plugin host({.version = version});
@@ -42,10 +42,12 @@ TEST(Pictures, KindAndVersionChooseTheRepresentation) {
                                   inverted(useBest ? sample(10, 6) : sample()));
                 EXPECT_EQ(host.objects.picture(larger).descriptionLocks, 0);
             }
+        }
+    }
 }
 
 TEST(Pictures, ResolutionGoesOverWhenBothArePositive) {
-    for (const bool alpha : {false, true})
+    for (const bool alpha : {false, true}) {
         for (const auto& [horizontal, vertical, expected] :
              {std::array{144, 150, 1}, {1, 1, 1}, {0, 150, 0}, {144, 0, 0}, {-1, 5, 0}}) {
             Plugin host;
@@ -56,6 +58,7 @@ TEST(Pictures, ResolutionGoesOverWhenBothArePositive) {
                       expected ? (std::array<std::int64_t, 2>{horizontal, vertical})
                                : (std::array<std::int64_t, 2>{72, 72}));
         }
+    }
 }
 
 TEST(Pictures, ApplicationKindChoosesTheStorage) {
@@ -112,8 +115,8 @@ TEST(Pictures, NewerHostsOpenNoPixmaps) {
 }
 
 TEST(Pictures, PictureThatCannotBeLockedIsCloned) {
-    for (const bool alpha : {false, true})
-        for (const bool wholeNumbers : {false, true})
+    for (const bool alpha : {false, true}) {
+        for (const bool wholeNumbers : {false, true}) {
             for (const double version : {2020.0, 2024.0}) {
                 SCOPED_TRACE(testing::Message() << alpha << wholeNumbers << version);
                 Plugin host({.version = version, .wholeNumberGraphics = wholeNumbers});
@@ -137,6 +140,8 @@ TEST(Pictures, PictureThatCannotBeLockedIsCloned) {
                 if (!alpha) expected.insert(expected.begin() + 1, pixmapFails);
                 EXPECT_EQ(log, expected);
             }
+        }
+    }
 }
 
 TEST(Pictures, AlphaPicturesNeedAHostOf201104) {
@@ -239,8 +244,8 @@ TEST_P(Faults, GiveNilOrTheRightPicture) {
     Image image = randomImage(random, storage.format, storage.alpha, 4, 3);
     if (storage.format == Format::argb)  // what drawing keeps exactly
         for (std::uint32_t& word : image.words) word |= 0xFF000000;
-    for (const char* service : onTheWay)
-        for (const std::int64_t kind : {0, 2})
+    for (const char* service : onTheWay) {
+        for (const std::int64_t kind : {0, 2}) {
             for (const bool cloned : {false, true}) {
                 bool calledOften = true;
                 for (int nth = 0; calledOften; ++nth) {  // 0: not there at all
@@ -254,20 +259,24 @@ TEST_P(Faults, GiveNilOrTheRightPicture) {
                         host.objects.picture(picture).mask = mask;
                     }
                     if (cloned) host.faults.failCall("REALLockPictureDescription", 1);
-                    if (nth == 0)
+                    if (nth == 0) {
                         host.faults.omit(service);
-                    else
+                    } else {
                         host.faults.failCall(service, nth);
+                    }
                     const int before = host.faults.called(service);
                     const Image result = invertedByPlugin(host, picture);
                     calledOften = nth == 0 || host.faults.called(service) - before >= nth;
                     if (result.words.empty()) continue;
-                    if (mayMislead(service, cloned))
+                    if (mayMislead(service, cloned)) {
                         EXPECT_EQ(result.words.size(), image.words.size());
-                    else
+                    } else {
                         EXPECT_SAME_IMAGE(result, inverted(image));
+                    }
                 }
             }
+        }
+    }
 }
 
 ON_EVERY_STORAGE(Faults);

@@ -13,24 +13,18 @@
 #include <fstream>
 
 #include "PictureFiles.h"
+#include "Support.h"
 
 namespace {
+
+using qkztest::Outcome;
+using qkztest::runCommand;
 
 using namespace qkzhost;
 using std::filesystem::path;
 
-struct Outcome {
-    int status;
-    std::string text;  // of both outputs
-};
-
 Outcome qkz(const std::string& arguments, const std::string& before = "", const std::string& after = "2>&1") {
-    FILE* pipe = popen((before + "\"" QKZ_BINARY "\" " + arguments + ' ' + after).c_str(), "r");
-    Outcome outcome{};
-    for (int c; (c = std::fgetc(pipe)) != EOF;) outcome.text += static_cast<char>(c);
-    const int status = pclose(pipe);
-    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return outcome;
+    return runCommand(before + "\"" QKZ_BINARY "\" " + arguments + ' ' + after);
 }
 
 class Qkz : public testing::Test {
@@ -63,9 +57,10 @@ TEST_F(Qkz, RunsCallsOneAfterTheOther) {
             "run " + in.string() + plugin + "--storage " + storage + " -o " + out.string();
         EXPECT_EQ(qkz(run + " 'InvertQKZ(1, 1, 2, 9223372036854775807)'").status, 0);
         Image expected = photo;
-        for (std::size_t i = 0; i < 12; ++i)
+        for (std::size_t i = 0; i < 12; ++i) {
             expected.argb[i] =
                 i % 4 == 1 || i % 4 == 2 ? i < 4 ? 0xFF000000 : photo.argb[i] ^ 0xFFFFFF : 0xFF000000;
+        }
         EXPECT_EQ(readImage(out).argb, expected.argb) << storage;
         EXPECT_EQ(qkz(run + " InvertQKZ 'invertqkz (\n0,0\t,-1,-1 )'").status, 0);
         EXPECT_EQ(readImage(out).argb, photo.argb) << storage;

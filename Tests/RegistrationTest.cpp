@@ -16,7 +16,7 @@ std::string hexadecimal(std::uint32_t number) {
 
 std::string textOf(const Attributes& attributes) {
     std::string text;
-    for (const auto& [name, value] : attributes) text += ", " + name + '=' + value;
+    for (const auto& [name, value] : attributes) text.append(", ").append(name).append(1, '=').append(value);
     return text;
 }
 
@@ -29,19 +29,22 @@ std::string accessor(const char* name, const void* address, int offset) {
 void describe(const Registration& r, Lines& lines) {
     constexpr const char* kinds[] = {"class", "module", "extension"};
     const std::string indent = r.kind == Registration::method ? "" : "    ";
-    if (r.kind != Registration::method)
+    if (r.kind != Registration::method) {
         lines.push_back(kinds[r.kind] + (' ' + r.name) + ": flags " + hexadecimal(r.flags) + ", version " +
                         std::to_string(r.version) + (r.superName.empty() ? "" : ", super " + r.superName) +
                         (r.dataSize ? ", " + std::to_string(r.dataSize) + " bytes" : "") +
                         (r.constructor ? ", constructor" : "") + (r.destructor ? ", destructor" : ""));
-    for (const RegisteredMethod& m : r.methods)
+    }
+    for (const RegisteredMethod& m : r.methods) {
         lines.push_back(indent + "method " + hexadecimal(m.flags) + ": " + m.declaration +
                         (m.function ? "" : ", no function") + (m.setterFunction ? ", assign" : "") +
                         textOf(m.attributes));
-    for (const RegisteredProperty& p : r.properties)
+    }
+    for (const RegisteredProperty& p : r.properties) {
         lines.push_back(indent + "property " + hexadecimal(p.flags) + ": " + p.name + " as " + p.type +
                         (p.group.empty() ? "" : ", group " + p.group) + accessor("get", p.getter, p.param) +
                         accessor("set", p.setter, p.param) + textOf(p.attributes));
+    }
     for (const RegisteredDelegate& d : r.delegates)
         lines.push_back(indent + "delegate " + hexadecimal(d.flags) + ": " + d.declaration);
     if (!r.sharedMethods.empty() || !r.sharedProperties.empty()) lines.push_back(indent + "shared");
@@ -60,10 +63,11 @@ void expectList(const Host& host, const std::string& generation) {
     std::ifstream file(path);
     ASSERT_TRUE(file.is_open()) << generation;
     for (std::string line; std::getline(file, line);) expected.push_back(line);
-    if (registered != expected)
+    if (registered != expected) {
         ADD_FAILURE() << "- in catalogue/" << generation << ".txt, + registered\n"
                       << testing::internal::edit_distance::CreateUnifiedDiff(expected, registered, 1)
                       << "As it should be? QKZ_WRITE_CATALOGUE=1 ctest --preset release -R Registration";
+    }
 }
 
 struct VersionCase {

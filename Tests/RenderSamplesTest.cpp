@@ -101,6 +101,7 @@ TEST(RenderSamples, ColumnsSpanTheirSamples) {
     for (const auto& c : cases) {
         const Image image = renderSignal(host, c.request, c.signal);
         std::vector<std::string> columns;
+        columns.reserve(static_cast<std::size_t>(image.width));
         for (int x = 0; x < image.width; ++x) columns.push_back(column(image, x));
         EXPECT_EQ(columns, c.columns) << c.name;
     }
@@ -113,7 +114,7 @@ TEST(RenderSamples, DepthsAndScalesOfOneSignalGiveOnePicture) {
         request.autoScale = autoScale;
         request.bits = 24;
         const Image expected = renderSignal(host, request, wave(1));
-        EXPECT_EQ(difference(renderSignal(host, request, wave(1. / 1024)), expected) == "", autoScale);
+        EXPECT_EQ(difference(renderSignal(host, request, wave(1. / 1024)), expected).empty(), autoScale);
         for (const int bits : {8, 16, 32}) {
             request.bits = bits;
             EXPECT_SAME_IMAGE(renderSignal(host, request, wave(1)), expected);

@@ -1,6 +1,9 @@
 #include "Support.h"
 
+#include <sys/wait.h>
+
 #include <algorithm>
+#include <cstdio>
 #include <limits>
 #include <sstream>
 
@@ -31,6 +34,17 @@ Lines Plugin::log(const std::function<void()>& action) {
         lines.push_back(line.substr(std::min(prefix.size(), line.size())));
     }
     return lines;
+}
+
+Outcome runCommand(const std::string& command) {
+    Outcome outcome;
+    std::FILE* const pipe = popen(command.c_str(), "r");
+    if (!pipe) return outcome;
+    char buffer[4096];
+    while (const std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) outcome.text.append(buffer, n);
+    const int status = pclose(pipe);
+    if (WIFEXITED(status)) outcome.status = WEXITSTATUS(status);
+    return outcome;
 }
 
 Rgba Image::decode(std::uint32_t w) const {
@@ -68,12 +82,13 @@ std::string difference(const Image& actual, const Image& expected) {
         return text.str();
     }
     int count = 0;
-    for (int y = 0; y < actual.height; ++y)
+    for (int y = 0; y < actual.height; ++y) {
         for (int x = 0; x < actual.width; ++x) {
             if (actual.word(x, y) == expected.word(x, y) || count++ > 0) continue;
             text << actual << ": at " << x << ", " << y << std::hex << ' ' << actual.word(x, y)
                  << " instead of " << expected.word(x, y) << std::dec;
         }
+    }
     if (count > 0) text << ", the first of " << count;
     return text.str();
 }
@@ -81,9 +96,10 @@ std::string difference(const Image& actual, const Image& expected) {
 OwnedPicture makePicture(Host& host, const Image& image) {
     OwnedPicture picture(host.newPicture(image.width, image.height, image.alpha));
     if (!picture.get()) throw std::runtime_error("the host cannot make the picture");
-    for (int y = 0; y < image.height; ++y)
+    for (int y = 0; y < image.height; ++y) {
         host.objects.surface(picture).write(0, y, image.width,
                                             &image.words[static_cast<std::size_t>(y * image.width)]);
+    }
     return picture;
 }
 
@@ -128,9 +144,10 @@ int unmultiplied(int alpha, int product) {
 
 std::int64_t Random::coordinate(int size) {
     using Limits = std::numeric_limits<std::int64_t>;
-    if (oneIn(6))
+    if (oneIn(6)) {
         return of({Limits::min(), Limits::min() + 1, Limits::max() - 1, Limits::max(), std::int64_t{1} << 31,
                    std::int64_t{1} << 32, -(std::int64_t{1} << 32), std::int64_t{1} << 62});
+    }
     return below(size + 7) - 3;
 }
 
@@ -181,7 +198,7 @@ void mapRectangle(const Image& source, Image& target, const Rectangle& area,
     // All the image's bytes in one line, a pixel anywhere in it.
     const int bytes = source.width * source.height * 3;
     const auto shift = [](int byte) { return 16 - byte % 3 * 8; };
-    for (int y = area.top; y < area.bottom; ++y)
+    for (int y = area.top; y < area.bottom; ++y) {
         for (int x = area.left; x < area.right; ++x) {
             const int at = y * source.width * 3 + area.left * 4 + (x - area.left) * 3;
             if (at + 3 > bytes) break;
@@ -198,6 +215,7 @@ void mapRectangle(const Image& source, Image& target, const Rectangle& area,
                                                                << shift(at + i);
             }
         }
+    }
 }
 
 }  // namespace qkztest

@@ -44,6 +44,13 @@ class Plugin : public Host {
     Census before_;
 };
 
+/// What a command of the shell prints on standard output, and its exit status; -1 when it did not exit.
+struct Outcome {
+    int status = -1;
+    std::string text;
+};
+Outcome runCommand(const std::string&);
+
 /// Starts the plug-in under test in the host: the loaded file in one test program, the linked objects in the
 /// other. Each program has its own.
 void startPlugin(Host&);

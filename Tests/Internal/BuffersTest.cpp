@@ -160,10 +160,12 @@ TEST(Libraries, FirstThatOpensIsTaken) {
 TEST(MultiplyTables, EqualNaiveComputation) {
     const MultiplyTables& tables = InitMultiplyTable();
     int wrong = 0;
-    for (int a = 0; a < 256; ++a)
-        for (int v = 0; v < 256; ++v)
+    for (int a = 0; a < 256; ++a) {
+        for (int v = 0; v < 256; ++v) {
             wrong +=
                 (tables.multiply[a][v] != multiplied(a, v)) + (tables.unmultiply[a][v] != unmultiplied(a, v));
+        }
+    }
     EXPECT_EQ(wrong, 0);
     EXPECT_EQ(tables.multiply[128][255], 128);
     EXPECT_EQ(tables.unmultiply[128][128], 255);

@@ -139,10 +139,11 @@ TEST(Definitions, GeneratedModules) {
     const Registration& module = host.registry.registrations().back();
     EXPECT_EQ(module.name, longName.substr(0, 99));
     Lines lines;
-    for (const RegisteredMethod& m : module.methods)
+    for (const RegisteredMethod& m : module.methods) {
         lines.push_back(m.declaration.substr(0, m.declaration.find('(')) + ' ' + std::to_string(m.flags) +
                         (m.function == &reads ? " reads" : " writes") + (m.setterFunction ? " twice" : "") +
                         (m.attributes.empty() ? "" : " deprecated"));
+    }
     EXPECT_EQ(lines, (Lines{"ReadQKZ 20 reads deprecated", "BothQKZ 48 writes", "BothQKZ 48 reads",
                             "WriteQKZ 20 writes"}));
 }

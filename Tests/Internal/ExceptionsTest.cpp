@@ -92,7 +92,7 @@ TEST(Exceptions, RaisingFallsBack) {
 }
 
 TEST(Exceptions, HostServicesMayThrow) {
-    for (const Failure how : {Failure::throwsError, Failure::throwsNumber})
+    for (const Failure how : {Failure::throwsError, Failure::throwsNumber}) {
         for (const auto& [service, raises] : {std::pair("REALBuildStringWithEncoding", true),
                                               {"PluginNewInstance", false},
                                               {"REALSetPropValueString", false},
@@ -106,6 +106,7 @@ TEST(Exceptions, HostServicesMayThrow) {
             EXPECT_EQ(called<throwText<std::out_of_range>>(), 0);  // and the next is raised as ever
             EXPECT_EQ(host.exceptions.take()->message, "C++ reports range error: the text");
         }
+    }
     Plugin host;
     host.faults.failCall("REALBuildStringWithEncoding", 1, Failure::throwsError);
     EXPECT_EQ(CString2RB("text", REALencodingUTF8), nullptr);

@@ -35,11 +35,12 @@ void race(const Scene& scene) {
     }
     std::barrier together(static_cast<std::ptrdiff_t>(threadCount));
     std::vector<std::jthread> threads;
-    for (std::size_t i = 0; i < threadCount; ++i)
+    for (std::size_t i = 0; i < threadCount; ++i) {
         threads.emplace_back([&, i] {
             together.arrive_and_wait();
             for (std::size_t k = 0; k < calls.size(); ++k) arguments[i * calls.size() + k].call();
         });
+    }
     threads.clear();
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const auto& [index, clean] = calls[i % calls.size()];
@@ -64,9 +65,10 @@ void endure(const Scene& scene) {
     }
 #ifndef QKZ_SANITIZED  // sanitizers keep memory for themselves, as does GDK
     if (scene.storage.settings.storage == Storage::pixmap) return;
-    for (const auto& sizes : {bytes, pages})  // after a warm-up
+    for (const auto& sizes : {bytes, pages}) {  // after a warm-up
         if (sizes.back() - sizes[3] > (sizes == bytes ? 16 << 10 : 256))
             finding("memory grows from " + std::to_string(sizes[3]) + " to " + std::to_string(sizes.back()));
+    }
 #endif
 }
 

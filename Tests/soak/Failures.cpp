@@ -11,17 +11,18 @@ using Counts = std::map<std::string, int>;
 
 Counts counted(const Host& host, bool imports) {
     Counts counts;
-    for (const std::string& name : host.faults.names())
+    for (const std::string& name : host.faults.names()) {
         if ((name == "import") == imports && !host.registry.registration(name))
             counts[name] = host.faults.called(name);
+    }
     return counts;
 }
 
 /// Each call between the two counts fails in every way.
 void eachFailure(const Counts& before, const Counts& after,
                  const std::function<void(const std::string& name, int nth, Failure)>& attempt) {
-    for (const auto& [name, count] : after)
-        for (int nth = count - (before.contains(name) ? before.at(name) : 0); nth > 0; --nth)
+    for (const auto& [name, count] : after) {
+        for (int nth = count - (before.contains(name) ? before.at(name) : 0); nth > 0; --nth) {
             for (int i = 0; const char* text : {"gives nothing", "raises", "throws an error",
                                                 "throws a number", "and all later ones give nothing"}) {
                 const auto way = static_cast<Failure>(i++);
@@ -33,6 +34,8 @@ void eachFailure(const Counts& before, const Counts& after,
                 trying("call " + std::to_string(nth) + " of " + name + ' ' + text);
                 attempt(name, nth, way);
             }
+        }
+    }
 }
 
 /// Makes each call fail that the function makes, or also those that the plug-in makes when it starts.
@@ -40,7 +43,8 @@ void failEach(bool imports, const Scene& scene, bool fromStart) {
     Counts before, between;
     std::string clean;
     const auto callFailing = [&](Room& room, const std::string& name) {
-        const std::string outcome = room.call({}, name), result = outcome.substr(0, outcome.find(';'));
+        std::string outcome = room.call({}, name);
+        const std::string result = outcome.substr(0, outcome.find(';'));
         room.faults.failCall(name, 0);
         if (imports && !clean.starts_with(result) && result != "nil" && result != "false" && result != "0")
             finding("gives " + outcome + " instead of " + clean);

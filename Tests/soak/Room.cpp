@@ -23,7 +23,7 @@ std::string described(Host& host, const Value& value) {
     if (value.isNil()) return "nil";
     if (value.as<OwnedString>()) return "string of " + summary(host.objects.text(value.string()));
     if (!value.as<OwnedObject>()) return text << value, text.str();
-    const std::string name(host.objects.classOf(value.object()));
+    std::string name(host.objects.classOf(value.object()));
     if (name == "MemoryBlock") return "block of " + summary(host.objects.bytes(value.block()));
     if (name != "Picture" || !host.property(value.object(), "Width")) return name;
     const Image image = readPicture(host, value.picture());

@@ -44,12 +44,14 @@ std::vector<Scene> scenesOf(Mode mode, std::uint64_t seed) {
     for (const Method& method : host.registry.methods())
         if (mode != endure) functions.push_back(method.text());
     std::vector<Scene> scenes;
-    for (const StorageCase& storage : storages())
-        for (const std::string& function : functions)
+    for (const StorageCase& storage : storages()) {
+        for (const std::string& function : functions) {
             for (std::uint64_t i = 0; i < 4; ++i) {
                 scenes.push_back({storage, function, 4 * seed + i});
                 scenes.back().name = (function.empty() ? "the plug-in" : function) + " on " + storage.name;
             }
+        }
+    }
     std::shuffle(scenes.begin(), scenes.end(), std::mt19937_64(seed));
     return scenes;
 }

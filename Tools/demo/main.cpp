@@ -101,8 +101,9 @@ void drawSheet(const std::vector<std::pair<std::string, std::string>>& tiles, in
         const double width = cairo_image_surface_get_width(image.get());
         const double height = cairo_image_surface_get_height(image.get());
         const double scale = std::min(tileWidth / width, tileHeight / height);
+        const int row = i / columns;
         const double left = gap + i % columns * (tileWidth + gap);
-        const double top = gap + i / columns * (tileHeight + text + gap);
+        const double top = gap + row * (tileHeight + text + gap);
         cairo_save(cr.get());
         cairo_translate(cr.get(), left + (tileWidth - width * scale) / 2,
                         top + (tileHeight - height * scale) / 2);
@@ -114,7 +115,7 @@ void drawSheet(const std::vector<std::pair<std::string, std::string>>& tiles, in
         double size = 13;
         cairo_text_extents_t extents;
         do {  // long names in smaller letters
-            cairo_set_font_size(cr.get(), --size);
+            cairo_set_font_size(cr.get(), size--);
             cairo_text_extents(cr.get(), name.c_str(), &extents);
         } while (extents.width > tileWidth && size > 5);
         cairo_move_to(cr.get(), left + (tileWidth - extents.width) / 2, top + tileHeight + 16);
@@ -125,7 +126,7 @@ void drawSheet(const std::vector<std::pair<std::string, std::string>>& tiles, in
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     CLI::App app("Draws the demonstration's test card, or a contact sheet of PNG files.", "qkz-demo");
     app.require_subcommand(1);
     std::string output;
@@ -138,11 +139,9 @@ int main(int argc, char** argv) {
     std::vector<std::pair<std::string, std::string>> tiles;
     sheet->add_option("tiles", tiles, "A name and a PNG file, again and again")->required();
     CLI11_PARSE(app, argc, argv);
-    try {
-        *card ? drawCard(output) : drawSheet(tiles, columns, output);
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "qkz-demo: %s\n", error.what());
-        return 1;
-    }
+    *card ? drawCard(output) : drawSheet(tiles, columns, output);
     return 0;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "qkz-demo: %s\n", error.what());
+    return 1;
 }
