@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <tuple>
 #include <type_traits>
@@ -14,7 +15,7 @@
 namespace qkzbench {
 
 /// What a call gives. A picture that was changed in place is given with a reference of its own.
-using Outcome = std::variant<double, qkzhost::Owned<REALpictureStruct>, qkzhost::Owned<REALstringStruct>>;
+using Outcome = std::variant<double, qkzhost::OwnedPicture, qkzhost::OwnedString>;
 /// One call with its arguments bound; releasing the outcome is timed with it.
 using Call = std::function<Outcome()>;
 /// Prepares a call on a scene's pictures. An empty call: the plug-in has no such method.
@@ -26,10 +27,11 @@ double difference(Scene&, const Outcome&, const Outcome&);
 
 /// Whether an argument of this C++ type is what the declared one wants; by reference, the type is a pointer.
 template <class T>
-bool fits(qkzhost::Type type, bool byref) {
+bool fits(const qkzhost::Parameter& parameter) {
     using qkzhost::Type;
+    const Type type = parameter.type;
     if constexpr (std::is_void_v<T>) return type == Type::none;
-    if (byref) return std::is_pointer_v<T>;
+    if (parameter.byref) return std::is_pointer_v<T>;
     if constexpr (std::is_pointer_v<T>) return type == Type::object || type == Type::string;
     if constexpr (std::is_same_v<T, RBInteger>) return type == Type::integer;
     if constexpr (std::is_same_v<T, double>) return type == Type::real;
@@ -42,21 +44,16 @@ bool fits(qkzhost::Type type, bool byref) {
 template <class R, class... A>
 auto find(const qkzhost::Host& host, std::string_view name, std::string_view ofClass = "Picture",
           bool assigning = false) -> R (*)(A...) {
-    for (const qkzhost::Method* method : host.find(name, assigning)) {
-        if (!method->selfClass.empty() && method->selfClass != ofClass) continue;
-        const auto& parameters = method->declaration.parameters;
-        const std::size_t self = method->selfClass.empty() ? 0 : 1;
-        if (parameters.size() + self != sizeof...(A)) continue;
+    const auto check = [&](const qkzhost::Method& method) {
+        const auto parameters = method.parameters();
         std::size_t i = 0;
-        const auto next = [&](auto matches) {
-            const bool good = i < self || matches(parameters[i - self].type, parameters[i - self].byref);
-            i++;
-            return good;
-        };
-        if ((next(&fits<A>) && ...) && fits<R>(method->declaration.result, false))
-            return reinterpret_cast<R (*)(A...)>(method->function);
-    }
-    return nullptr;
+        const bool same = (method.selfClass.empty() || method.selfClass == ofClass) &&
+                          parameters.size() == sizeof...(A) && (fits<A>(parameters[i++]) && ...) &&
+                          fits<R>({.name = {}, .typeName = {}, .type = method.declaration.result});
+        if (!same) throw std::invalid_argument("the signature is another");
+    };
+    const auto* found = chooseOverload(host.registry.find(name, assigning), sizeof...(A), check).method;
+    return found ? reinterpret_cast<R (*)(A...)>(found->function) : nullptr;
 }
 
 // Arguments as the host passes them.
@@ -66,12 +63,15 @@ inline double argument(Scene&, double value) { return value; }
 inline RBBoolean argument(Scene&, bool value) { return value; }
 inline RBColor argument(Scene&, qkzhost::Color value) { return value.word; }
 
-inline Outcome outcome(Scene& scene, Pic picture) { return qkzhost::Owned(scene.host, picture); }
-inline Outcome outcome(Scene& scene, REALstringStruct* string) { return qkzhost::Owned(scene.host, string); }
-template <class Number>
-requires std::is_arithmetic_v<Number> Outcome outcome(Scene&, Number number) {
-    return static_cast<double>(number);
+// What a function gives; a handle comes with a reference.
+inline Outcome outcome(Pic picture) { return qkzhost::OwnedPicture(picture); }
+inline Outcome outcome(REALstringStruct* string) { return qkzhost::OwnedString(string); }
+template <class Handle>
+Outcome outcome(qkzhost::Owned<Handle> owned) {
+    return owned;
 }
+template <class Number>
+requires std::is_arithmetic_v<Number> Outcome outcome(Number number) { return static_cast<double>(number); }
 
 /// The plug-in's method (or global method) with these arguments, of which a method's first is its picture.
 template <class R, class... A>
@@ -81,7 +81,7 @@ Prepare method(const char* name, A... arguments) {
         const auto function =
             std::apply([&](auto... a) { return find<R, decltype(a)...>(scene.host, name); }, bound);
         if (!function) return {};
-        return [&scene, function, bound] { return outcome(scene, std::apply(function, bound)); };
+        return [function, bound] { return outcome(std::apply(function, bound)); };
     };
 }
 
@@ -89,16 +89,15 @@ Prepare method(const char* name, A... arguments) {
 template <class R, class... A>
 Prepare inPlace(const char* name, bool assigning, A... arguments) {
     return [=](Scene& scene) -> Call {
-        const auto copy = std::make_shared<qkzhost::Owned<REALpictureStruct>>(scene.copy(Content::photo));
-        const auto bound = std::make_tuple(copy->get(), argument(scene, arguments)...);
+        const qkzhost::OwnedPicture copy = scene.copy(Content::photo);
+        const auto bound = std::make_tuple(copy.get(), argument(scene, arguments)...);
         const auto function = std::apply(
             [&](auto... a) { return find<R, decltype(a)...>(scene.host, name, "Picture", assigning); },
             bound);
         if (!function) return {};
-        return [&scene, function, bound, copy] {
+        return [function, bound, copy] {
             std::apply(function, bound);
-            scene.host.lock(copy->get());
-            return outcome(scene, copy->get());
+            return outcome(copy);
         };
     };
 }
@@ -110,7 +109,7 @@ Prepare peerMakes(Work work) {
     return [=](Scene& scene) -> Call {
         return [&scene, work]() mutable {
             auto picture = scene.newPicture();
-            work(scene, scene.mat(picture.get()));
+            work(scene, scene.mat(picture));
             return Outcome(std::move(picture));
         };
     };
@@ -128,11 +127,10 @@ Prepare peerTells(Work work) {
 template <class Work>
 Prepare peerChanges(Work work) {
     return [=](Scene& scene) -> Call {
-        const auto copy = std::make_shared<qkzhost::Owned<REALpictureStruct>>(scene.copy(Content::photo));
+        const qkzhost::OwnedPicture copy = scene.copy(Content::photo);
         return [&scene, work, copy]() mutable {
-            work(scene, scene.mat(copy->get()));
-            scene.host.lock(copy->get());
-            return outcome(scene, copy->get());
+            work(scene, scene.mat(copy));
+            return outcome(copy);
         };
     };
 }

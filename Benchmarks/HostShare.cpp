@@ -22,7 +22,7 @@ int hostCalls = 0;
 struct Stopwatch {
     ~Stopwatch() {
         hostTicks += now() - start;
-        hostCalls++;
+        ++hostCalls;
     }
     double start = now();
 };
@@ -114,11 +114,11 @@ std::pair<double, double> costOfTiming() {
     Timed<emptyFunction>::before(reinterpret_cast<void*>(&nothing));
     void (*volatile call)() = &Timed<emptyFunction>::call;
     std::pair best{1e9, 1e9};
-    for (int batch = 0; batch < 100; batch++) {
+    for (int batch = 0; batch < 100; ++batch) {
         constexpr int calls = 1000;
         hostTicks = 0;
         const double start = now();
-        for (int i = 0; i < calls; i++) call();
+        for (int i = 0; i < calls; ++i) call();
         best = std::min(best, std::pair{(now() - start) / calls, hostTicks / calls});
     }
     return best;
@@ -152,12 +152,12 @@ std::vector<FixedCost> fixedCosts(const std::string& plugin, const std::vector<R
             if (!call) continue;
             call();
             FixedCost best{operation.name, 0, 1e9, 0};
-            for (int batch = 0; batch < 50; batch++) {  // the quietest counts
+            for (int batch = 0; batch < 50; ++batch) {  // the quietest counts
                 constexpr int calls = 50;
                 double ticks = 0;
                 hostTicks = 0;
                 hostCalls = 0;
-                for (int i = 0; i < calls; i++) {
+                for (int i = 0; i < calls; ++i) {
                     const double start = now();
                     const Outcome result = call();
                     ticks += now() - start;

@@ -7,7 +7,8 @@ namespace qkzbench {
 namespace {
 
 using qkzhost::Color;
-using qkzhost::Owned;
+using qkzhost::OwnedBlock;
+using qkzhost::OwnedPicture;
 using enum Content;
 
 /// How many pixels have each colour channel between the ends.
@@ -61,15 +62,15 @@ Prepare countsColors(Content content) {
     return [=](Scene& scene) -> Call {
         const auto count = find<void, Pic, Block*, Block*, Block*, RBInteger*>(scene.host, "CountColorsQKZ");
         if (!count) return {};
-        std::vector<std::shared_ptr<Owned<REALmemoryBlockStruct>>> blocks;
-        for (int i = 0; i < 3; i++)
-            blocks.push_back(std::make_shared<Owned<REALmemoryBlockStruct>>(
-                scene.host, scene.host.newMemoryBlock(std::vector<std::uint8_t>(1024))));
-        return [&scene, count, blocks, picture = scene.picture(content)] {
-            Block red = *blocks[0], second = *blocks[1], third = *blocks[2];
+        std::vector<OwnedBlock> blocks;
+        for (int i = 0; i < 3; ++i) {
+            blocks.push_back(scene.host.objects.newMemoryBlock(std::vector<std::uint8_t>(1024)));
+        }
+        return [count, blocks, picture = scene.picture(content)] {
+            Block red = blocks[0], second = blocks[1], third = blocks[2];
             RBInteger pixels = 0;
             count(picture, &red, &second, &third, &pixels);
-            return outcome(scene, pixels);
+            return outcome(pixels);
         };
     };
 }
@@ -80,7 +81,7 @@ Prepare peerHistograms(Content content) {
         const int bins = 256;
         const float ends[] = {0, 256};
         const float* range = ends;
-        for (int channel = 0; channel < 3; channel++)
+        for (int channel = 0; channel < 3; ++channel)
             cv::calcHist(&picture, 1, &channel, cv::noArray(), histogram, 1, &bins, &range);
         return cv::sum(histogram)[0];
     });
@@ -94,14 +95,12 @@ Prepare finds(Content content, int tolerance) {
                 scene.host, "FindPictureQKZ");
         if (!function) return {};
         const int size = Scene::pieceSize;
-        const auto piece =
-            std::make_shared<Owned<REALpictureStruct>>(scene.host, scene.host.newPicture(size, size));
-        scene.mat(content)(cv::Rect(scene.piecePlace(), cv::Size(size, size)))
-            .copyTo(scene.mat(piece->get()));
+        const OwnedPicture piece = scene.host.newPicture(size, size);
+        scene.mat(content)(cv::Rect(scene.piecePlace(), cv::Size(size, size))).copyTo(scene.mat(piece));
         return [&scene, function, piece, picture = scene.picture(content), tolerance] {
             RBInteger x = 0, y = 0;
-            const bool found = function(picture, *piece, &x, &y, 0, 0, tolerance) != 0;
-            return outcome(scene, found ? y * scene.width + x : RBInteger{-1});
+            const bool found = function(picture, piece, &x, &y, 0, 0, tolerance) != 0;
+            return outcome(found ? y * scene.width + x : RBInteger{-1});
         };
     };
 }

@@ -7,7 +7,9 @@ namespace qkzbench {
 namespace {
 
 using qkzhost::Color;
-using qkzhost::Owned;
+using qkzhost::OwnedBlock;
+using qkzhost::OwnedObject;
+using qkzhost::OwnedString;
 using enum Content;
 
 constexpr Color red{0xFF0000}, blue{0x0000C8}, paper{0xF0E6D2};
@@ -23,14 +25,14 @@ Prepare runs(const char* className, std::function<void(qkzhost::Host&, REALobjec
         qkzhost::Host& host = scene.host;
         const auto run = find<RBBoolean, REALobjectStruct*>(host, "Run", className);
         if (!run) return {};
-        const auto instance = std::make_shared<Owned<REALobjectStruct>>(host, host.newInstance(className));
-        host.setProperty(*instance, "SourcePicture", scene.picture(photo));
-        prepare(host, *instance);
+        const OwnedObject instance = host.newInstance(className);
+        host.setProperty(instance, "SourcePicture", scene.picture(photo));
+        prepare(host, instance);
         return [&scene, run, instance]() -> Outcome {
-            if (!run(*instance)) return 0.0;
-            const auto made = scene.host.property(*instance, "DestinationPicture");
-            scene.host.setProperty(*instance, "DestinationPicture", nullptr);
-            return outcome(scene, made ? made->picture() : nullptr);
+            if (!run(instance)) return 0.0;
+            const auto made = scene.host.property(instance, "DestinationPicture");
+            scene.host.setProperty(instance, "DestinationPicture", nullptr);
+            return made ? outcome(made->picture()) : 0.0;
         };
     };
 }
@@ -41,10 +43,10 @@ void fillTable(qkzhost::Host& host, REALobjectStruct* instance) {
         find<void, REALobjectStruct*, N, N, N, N, double>(host, "Table", "PictureLut3DQKZ", true);
     if (!set) throw std::runtime_error("PictureLut3DQKZ has no table");
     const N points = 18;
-    for (N r = 0; r < points; r++)
-        for (N g = 0; g < points; g++)
-            for (N b = 0; b < points; b++)
-                for (N x = 0; x < 3; x++)
+    for (N r = 0; r < points; ++r)
+        for (N g = 0; g < points; ++g)
+            for (N b = 0; b < points; ++b)
+                for (N x = 0; x < 3; ++x)
                     set(instance, r, g, b, x, 255 - 5.0 * (x == 0 ? b : x == 1 ? g : r) - g);
 }
 
@@ -54,11 +56,10 @@ Prepare transformed() {
         const auto transform = find<Pic, Pic, Block, Block, Block, Pic>(scene.host, "TransformColorsQKZ");
         if (!transform) return {};
         std::vector<std::uint8_t> table(256);
-        for (std::size_t i = 0; i < 256; i++) table[i] = static_cast<std::uint8_t>(255 - i);
-        const auto block =
-            std::make_shared<Owned<REALmemoryBlockStruct>>(scene.host, scene.host.newMemoryBlock(table));
-        return [&scene, transform, block, source = scene.picture(photo)] {
-            return outcome(scene, transform(source, *block, *block, *block, nullptr));
+        for (std::size_t i = 0; i < 256; ++i) table[i] = static_cast<std::uint8_t>(255 - i);
+        const OwnedBlock block = scene.host.objects.newMemoryBlock(table);
+        return [transform, block, source = scene.picture(photo)] {
+            return outcome(transform(source, block, block, block, nullptr));
         };
     };
 }
@@ -67,7 +68,7 @@ Prepare transformed() {
 template <class Formula>
 Prepare lookedUp(Formula formula) {
     cv::Mat table(1, 256, CV_8UC4);
-    for (int i = 0; i < 256; i++) {
+    for (int i = 0; i < 256; ++i) {
         const auto value = cv::saturate_cast<uchar>(static_cast<int>(formula(i)));
         table.at<cv::Vec4b>(i) = cv::Vec4b(value, value, value, static_cast<uchar>(i));
     }
@@ -93,8 +94,8 @@ Prepare saturated(float k) {
 Prepare tinted(Color grayBase, Color sepiaBase) {
     const cv::Scalar from = scalar(grayBase, 0) / 255, to = scalar(sepiaBase, 0) / 255;
     cv::Matx<float, 3, 5> weights = cv::Matx<float, 3, 5>::zeros();
-    for (int row = 0; row < 3; row++)
-        for (int column = 0; column < 3; column++)
+    for (int row = 0; row < 3; ++row)
+        for (int column = 0; column < 3; ++column)
             weights(row, column) = static_cast<float>(to[row] * from[column]);
     return multiplied(weights);
 }
@@ -117,8 +118,8 @@ Prepare rolled(int dx, int dy, bool wrap) {
         const int x = (dx % w + w) % w, y = (dy % h + h) % h;  // where column 0 and row 0 go
         const cv::Range columns[2][2] = {{{0, w - x}, {x, w}}, {{w - x, w}, {0, x}}};  // from, to
         const cv::Range rows[2][2] = {{{0, h - y}, {y, h}}, {{h - y, h}, {0, y}}};
-        for (int i = 0; i < 2; i++)
-            for (int j = 0; j < 2; j++) {
+        for (int i = 0; i < 2; ++i)
+            for (int j = 0; j < 2; ++j) {
                 cv::Mat to = buffer(rows[i][1], columns[j][1]);
                 // Going right or down, the second part comes around; going left or up, the first.
                 const bool around =
@@ -153,7 +154,7 @@ std::string packed(Scene& scene) {
         packedHeader + static_cast<std::size_t>(scene.width) * static_cast<std::size_t>(scene.height) * 3,
         '\0');
     const auto put = [&](std::size_t offset, std::size_t value) {
-        for (std::size_t i = 0; i < 4; i++) bytes[offset + i] = static_cast<char>(value >> (24 - 8 * i));
+        for (std::size_t i = 0; i < 4; ++i) bytes[offset + i] = static_cast<char>(value >> (24 - 8 * i));
     };
     bytes.replace(0, 4, "PPIC");
     put(4, bytes.size());
@@ -170,9 +171,8 @@ Prepare unpacked() {
     return [](Scene& scene) -> Call {
         const auto read = find<Pic, REALstringStruct*>(scene.host, "BinaryStringtoPictureQKZ");
         if (!read) return {};
-        const auto data = std::make_shared<Owned<REALstringStruct>>(
-            scene.host, scene.host.newString(packed(scene), REALencodingUnknown));
-        return [&scene, read, data] { return outcome(scene, read(*data)); };
+        const OwnedString data = scene.host.objects.newString(packed(scene), REALencodingUnknown);
+        return [read, data] { return outcome(read(data)); };
     };
 }
 
@@ -181,7 +181,7 @@ Prepare peerUnpacked() {
         return [&scene, bytes = packed(scene)]() mutable {
             auto picture = scene.newPicture();
             cv::cvtColor(cv::Mat(scene.height, scene.width, CV_8UC3, bytes.data() + packedHeader),
-                         scene.mat(picture.get()), cv::COLOR_RGB2BGRA);
+                         scene.mat(picture), cv::COLOR_RGB2BGRA);
             return Outcome(std::move(picture));
         };
     };
@@ -193,7 +193,7 @@ Prepare peerPacked() {
             cv::cvtColor(scene.mat(photo),
                          cv::Mat(scene.height, scene.width, CV_8UC3, bytes.data() + packedHeader),
                          cv::COLOR_BGRA2RGB);
-            return outcome(scene, scene.host.newString(bytes, REALencodingUnknown));
+            return outcome(scene.host.objects.newString(bytes, REALencodingUnknown));
         };
     };
 }

@@ -31,13 +31,11 @@ const cv::Scalar skyBlue(235, 206, 135, 255), middleGray(128, 128, 128, 255), re
 
 }  // namespace
 
-qkzhost::Owned<REALpictureStruct> Scene::newPicture(bool alpha) const {
-    return {host, host.newPicture(width, height, alpha)};
-}
+qkzhost::OwnedPicture Scene::newPicture(bool alpha) const { return host.newPicture(width, height, alpha); }
 
 cv::Mat Scene::mat(Pic picture) const {
-    return {host.height(picture), host.width(picture), CV_8UC4, host.row(picture, 0),
-            static_cast<std::size_t>(host.rowBytes(picture))};
+    qkzhost::Surface& pixels = host.objects.surface(picture);
+    return {pixels.height, pixels.width, CV_8UC4, pixels.row(0), static_cast<std::size_t>(pixels.rowBytes())};
 }
 
 Pic Scene::picture(Content content) {
@@ -45,13 +43,13 @@ Pic Scene::picture(Content content) {
     if (found != pictures_.end()) return found->second;
     auto made = newPicture(content == Content::translucent);
     if (!made) throw std::runtime_error("no picture can be made");
-    paint(content, mat(made.get()));
+    paint(content, mat(made));
     return pictures_.emplace(content, std::move(made)).first->second;
 }
 
-qkzhost::Owned<REALpictureStruct> Scene::copy(Content content) {
+qkzhost::OwnedPicture Scene::copy(Content content) {
     auto result = newPicture(content == Content::translucent);
-    mat(content).copyTo(mat(result.get()));
+    mat(content).copyTo(mat(result));
     return result;
 }
 
@@ -66,10 +64,10 @@ void Scene::paint(Content content, cv::Mat picture) {
             break;
         case Content::translucent: {
             photo(picture.size(), seed).copyTo(picture);
-            for (int y = 0; y < picture.rows; y++)
-                for (int x = 0; x < picture.cols; x++) {
+            for (int y = 0; y < picture.rows; ++y)
+                for (int x = 0; x < picture.cols; ++x) {
                     auto& pixel = picture.at<cv::Vec4b>(y, x);
-                    for (int c = 0; c < 3; c++) pixel[c] = static_cast<uchar>(pixel[c] * pixel[3] / 255);
+                    for (int c = 0; c < 3; ++c) pixel[c] = static_cast<uchar>(pixel[c] * pixel[3] / 255);
                 }
             return;
         }
@@ -113,13 +111,13 @@ void Scene::paint(Content content, cv::Mat picture) {
             break;
         case Content::diagonalStairs:
             picture.setTo(middleGray);
-            for (int x = 0; x < picture.cols; x++)
+            for (int x = 0; x < picture.cols; ++x)
                 for (int y = x % 6; y < picture.rows; y += 6)
                     picture.at<cv::Vec4b>(y, x) = cv::Vec4b(0, 0, 255, 255);
             break;
         case Content::checkerboard:
             picture.setTo(middleGray);
-            for (int y = 0; y < picture.rows; y++)
+            for (int y = 0; y < picture.rows; ++y)
                 for (int x = y % 2; x < picture.cols; x += 2)
                     picture.at<cv::Vec4b>(y, x) = cv::Vec4b(0, 0, 255, 255);
             break;
@@ -131,8 +129,8 @@ void Scene::paint(Content content, cv::Mat picture) {
             break;
     }
     // What a host keeps in the fourth byte of a picture without alpha.
-    for (int y = 0; y < picture.rows; y++)
-        for (int x = 0; x < picture.cols; x++) picture.at<cv::Vec4b>(y, x)[3] = 255;
+    for (int y = 0; y < picture.rows; ++y)
+        for (int x = 0; x < picture.cols; ++x) picture.at<cv::Vec4b>(y, x)[3] = 255;
 }
 
 }  // namespace qkzbench

@@ -39,8 +39,8 @@ class Scene {
     /// A header over a picture's own pixels: blue, green, red and the fourth byte.
     cv::Mat mat(Pic) const;
     /// A new picture without alpha channel of the scene's size, zeroed.
-    qkzhost::Owned<REALpictureStruct> newPicture(bool alpha = false) const;
-    qkzhost::Owned<REALpictureStruct> copy(Content);
+    qkzhost::OwnedPicture newPicture(bool alpha = false) const;
+    qkzhost::OwnedPicture copy(Content);
 
     qkzhost::Host& host;
     const int width, height;
@@ -50,7 +50,7 @@ class Scene {
 
  private:
     void paint(Content, cv::Mat picture);
-    std::map<Content, qkzhost::Owned<REALpictureStruct>> pictures_;
+    std::map<Content, qkzhost::OwnedPicture> pictures_;
 };
 
 }  // namespace qkzbench

@@ -29,7 +29,7 @@ namespace {
 /// The sum of a row's words, as fast as the processor reads them.
 QKZ_BEST_TARGET std::uint32_t sumOf(const std::uint32_t* words, int count) {
     std::uint32_t sum = 0;
-    for (int i = 0; i < count; i++) sum += words[i];
+    for (int i = 0; i < count; ++i) sum += words[i];
     return sum;
 }
 
@@ -38,7 +38,7 @@ Call copied(Scene& scene) {
     return [&scene, from = scene.mat(Content::photo)] {
         auto picture = scene.newPicture();
         const cv::Mat to = scene.mat(picture.get());
-        for (int y = 0; y < from.rows; y++)
+        for (int y = 0; y < from.rows; ++y)
             std::memcpy(to.data + to.step * static_cast<std::size_t>(y), from.ptr(y),
                         static_cast<std::size_t>(from.cols) * 4);
         return Outcome(std::move(picture));
@@ -49,7 +49,7 @@ Call copied(Scene& scene) {
 Call summed(Scene& scene) {
     return [from = scene.mat(Content::photo)] {
         std::uint32_t sum = 0;
-        for (int y = 0; y < from.rows; y++) sum += sumOf(from.ptr<std::uint32_t>(y), from.cols);
+        for (int y = 0; y < from.rows; ++y) sum += sumOf(from.ptr<std::uint32_t>(y), from.cols);
         return Outcome(static_cast<double>(sum));
     };
 }
@@ -66,7 +66,7 @@ bool measuredAt(const Operation& operation, Size size) {
 
 /// Compares the outcomes of both sides on the smallest picture that the operation is timed on.
 double compared(const Operation& operation, std::vector<Scene>& scenes) {
-    for (std::size_t i = 0; i < scenes.size(); i++)
+    for (std::size_t i = 0; i < scenes.size(); ++i)
         if (operation.peer && measuredAt(operation, sizes[i])) {
             const Call ours = operation.ours(scenes[i]), peer = operation.peer(scenes[i]);
             return difference(scenes[i], ours(), peer());
@@ -77,7 +77,7 @@ double compared(const Operation& operation, std::vector<Scene>& scenes) {
 /// A call that fails would be timed as a fast one.
 void expectSuccess(const Operation& operation, Scene& scene) {
     const Outcome result = operation.ours(scene)();
-    const auto exception = scene.host.takeException();
+    const auto exception = scene.host.exceptions.take();
     const auto* picture = std::get_if<1>(&result);
     const auto* string = std::get_if<2>(&result);
     if (exception || (picture && !picture->get()) || (string && !string->get()))
@@ -108,7 +108,7 @@ std::optional<Row> added(const Operation& operation, std::vector<Scene>& scenes)
         return {};
     }
     expectSuccess(operation, scenes.back());
-    for (std::size_t i = 0; i < scenes.size(); i++) {
+    for (std::size_t i = 0; i < scenes.size(); ++i) {
         if (!measuredAt(operation, sizes[i])) continue;
         add(measurement(operation.name, Side::ours, sizes[i]), operation.ours, scenes[i]);
         if (operation.peer && operation.peerOf.empty())
@@ -143,7 +143,7 @@ int main(int argc, char** argv) {
         host.load(QKZ_PLUGIN);
         std::vector<Scene> scenes;
         for (const Size size : sizes) scenes.emplace_back(host, size.width, size.height);
-        for (std::size_t i = 0; i < scenes.size(); i++) {
+        for (std::size_t i = 0; i < scenes.size(); ++i) {
             add(measurement(copyName, Side::ours, sizes[i]), copied, scenes[i]);
             add(measurement(sumName, Side::ours, sizes[i]), summed, scenes[i]);
         }

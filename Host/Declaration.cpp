@@ -4,7 +4,6 @@
 #include <cctype>
 #include <charconv>
 #include <limits>
-#include <ostream>
 #include <sstream>
 #include <stdexcept>
 
@@ -31,22 +30,24 @@ Parameter parseParameter(std::string_view text) {
     std::string word;
     words >> word;
     while (true) {
-        if (sameText(word, "byref"))
+        if (sameText(word, "byref")) {
             parameter.byref = true;
-        else if (sameText(word, "extends"))
+        } else if (sameText(word, "extends")) {
             parameter.extends = true;
-        else if (sameText(word, "assigns"))
+        } else if (sameText(word, "assigns")) {
             parameter.assigns = true;
-        else
+        } else {
             break;
+        }
         word.clear();
         words >> word;
     }
     std::string as;
     parameter.name = word;
-    if (!(words >> as >> parameter.typeName) || !sameText(as, "as") || words >> word)
+    if (!(words >> as >> parameter.typeName) || !sameText(as, "as") || words >> word) {
         throw std::invalid_argument("parameter \"" + std::string(trimmed(text)) +
                                     "\" is not \"name as type\"");
+    }
     parameter.type = typeNamed(parameter.typeName);
     return parameter;
 }
@@ -60,8 +61,10 @@ bool readNumber(std::string_view text, T& value, int base) {
 std::int64_t readInteger(std::string_view text, std::int64_t least, std::int64_t most) {
     std::int64_t value = 0;
     const bool hexadecimal = text.size() > 2 && sameText(text.substr(0, 2), "&h");
-    if (!readNumber(hexadecimal ? text.substr(2) : text, value, hexadecimal ? 16 : 10))
+    if ((hexadecimal && text[2] == '-') ||
+        !readNumber(hexadecimal ? text.substr(2) : text, value, hexadecimal ? 16 : 10)) {
         throw std::invalid_argument("is not a whole number");
+    }
     if (value < least || value > most)
         throw std::invalid_argument("is not in " + std::to_string(least) + ".." + std::to_string(most));
     return value;
@@ -70,8 +73,9 @@ std::int64_t readInteger(std::string_view text, std::int64_t least, std::int64_t
 Color readColor(std::string_view text) {
     std::uint32_t word = 0;
     if ((text.size() != 8 && text.size() != 10) || !sameText(text.substr(0, 2), "&c") ||
-        !readNumber(text.substr(2), word, 16))
+        !readNumber(text.substr(2), word, 16)) {
         throw std::invalid_argument("is not a colour such as &cFF8000");
+    }
     return {text.size() == 8 ? word : word >> 8 | word << 24};  // &cRRGGBBTT
 }
 
@@ -155,43 +159,6 @@ Value parseLiteral(std::string_view text, Type type) {
             if (sameText(text, "nil")) return {};
             throw std::invalid_argument("is not nil");
     }
-}
-
-Value::Value(const Value&) = default;
-Value::Value(Value&&) noexcept = default;
-Value& Value::operator=(const Value&) = default;
-Value& Value::operator=(Value&&) noexcept = default;
-Value::~Value() = default;
-
-bool Value::isNil() const {
-    if (const auto* object = as<REALobjectStruct*>()) return *object == nullptr;
-    if (const auto* string = as<REALstringStruct*>()) return *string == nullptr;
-    return as<std::monostate>() != nullptr;
-}
-
-REALobjectStruct* Value::object() const { return isNil() ? nullptr : std::get<REALobjectStruct*>(data_); }
-
-REALstringStruct* Value::string() const { return isNil() ? nullptr : std::get<REALstringStruct*>(data_); }
-
-std::ostream& operator<<(std::ostream& out, const Value& value) {
-    if (value.isNil()) return out << "nil";
-    if (const auto* integer = value.as<std::int64_t>()) return out << *integer;
-    if (const auto* boolean = value.as<bool>()) return out << (*boolean ? "true" : "false");
-    if (const auto* text = value.as<std::string>()) return out << '"' << *text << '"';
-    char buffer[32];
-    if (const auto* real = value.as<double>()) {
-        const auto end = std::to_chars(std::begin(buffer), std::end(buffer), *real).ptr;
-        return out.write(buffer, end - buffer);
-    }
-    if (const auto* color = value.as<Color>()) {
-        const char* digits = "0123456789ABCDEF";
-        out << "&c";
-        for (int shift = 20; shift >= 0; shift -= 4) out << digits[color->word >> shift & 15];
-        return out;
-    }
-    if (const auto* variable = value.as<Value*>()) return out << "byref " << **variable;
-    if (const auto* string = value.as<REALstringStruct*>()) return out << "string " << *string;
-    return out << "object " << value.object();
 }
 
 }  // namespace qkzhost

@@ -17,7 +17,7 @@
 namespace qkzhost {
 namespace {
 
-bool fails() { return !Host::current().allowImport(); }
+bool fails() { return !Host::current().faults.allowImport(); }
 
 struct StandIn {
     template <class Function>
@@ -40,7 +40,7 @@ const StandIn standIns[] = {
 
 /// What the library's dynamic section says of itself.
 ElfW(Addr) dynamicEntry(const link_map& map, ElfW(Sxword) tag) {
-    for (const ElfW(Dyn)* entry = map.l_ld; entry->d_tag != DT_NULL; entry++)
+    for (const ElfW(Dyn)* entry = map.l_ld; entry->d_tag != DT_NULL; ++entry)
         if (entry->d_tag == tag) return entry->d_un.d_ptr;
     return 0;
 }
@@ -54,16 +54,21 @@ void redirectImports(void* library) {
     const auto page = static_cast<ElfW(Addr)>(sysconf(_SC_PAGESIZE));
     for (const auto& [start, size] : {std::pair{DT_JMPREL, DT_PLTRELSZ}, std::pair{DT_RELA, DT_RELASZ}}) {
         const auto* entry = reinterpret_cast<const ElfW(Rela)*>(dynamicEntry(map, start));
-        for (const auto* const end = entry + dynamicEntry(map, size) / sizeof *entry; entry != end; entry++)
+        if (!entry || !symbols || !names) continue;
+        for (const auto* const end = entry + dynamicEntry(map, size) / sizeof *entry; entry != end; ++entry) {
             for (const StandIn& standIn : standIns) {
-                if (std::strcmp(names + symbols[ELF64_R_SYM(entry->r_info)].st_name, standIn.name) != 0)
+                if (std::strcmp(names + symbols[ELF64_R_SYM(entry->r_info)].st_name, standIn.name) != 0) {
                     continue;
+                }
                 const ElfW(Addr) slot = map.l_addr + entry->r_offset;
                 // The loader has made the slots read-only.
-                if (mprotect(reinterpret_cast<void*>(slot / page * page), page, PROT_READ | PROT_WRITE) != 0)
+                if (mprotect(reinterpret_cast<void*>(slot / page * page), page, PROT_READ | PROT_WRITE) !=
+                    0) {
                     throw std::system_error(errno, std::generic_category(), "mprotect");
+                }
                 std::memcpy(reinterpret_cast<void*>(slot), &standIn.function, sizeof standIn.function);
             }
+        }
     }
 }
 

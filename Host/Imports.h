@@ -3,7 +3,7 @@
 
 namespace qkzhost {
 
-/// Puts stand-ins that ask Host::allowImport in the place of what a library, as dlopen gave it, imports.
+/// Puts stand-ins that ask Faults::allowImport in the place of what a library, as dlopen gave it, imports.
 void redirectImports(void* library);
 
 }  // namespace qkzhost

@@ -34,13 +34,13 @@ ffi_type* nativeType(Type type) {
 template <class T>
 T loadAs(const void* address) {
     T value;
-    std::memcpy(&value, address, sizeof value);
+    std::memcpy(&value, address, sizeof(T));
     return value;
 }
 
 template <class T>
 void storeAs(void* address, T value) {
-    std::memcpy(address, &value, sizeof value);
+    std::memcpy(address, &value, sizeof(T));
 }
 
 union Slot {
@@ -50,7 +50,7 @@ union Slot {
 
 }  // namespace
 
-Value loadValue(const void* address, Type type) {
+Value takeValue(const void* address, Type type) {
     switch (type) {
         case Type::none:
             return {};
@@ -67,9 +67,9 @@ Value loadValue(const void* address, Type type) {
         case Type::color:
             return Color{loadAs<std::uint32_t>(address)};
         case Type::string:
-            return loadAs<REALstringStruct*>(address);
+            return OwnedString(loadAs<REALstringStruct*>(address));
         case Type::object:
-            return loadAs<REALobjectStruct*>(address);
+            return OwnedObject(loadAs<REALobjectStruct*>(address));
     }
     return {};
 }
@@ -97,10 +97,10 @@ void storeValue(void* address, Type type, const Value& value) {
             storeAs(address, value.color().word);
             break;
         case Type::string:
-            storeAs(address, value.string());
+            storeAs(address, value.lentString());
             break;
         case Type::object:
-            storeAs(address, value.object());
+            storeAs(address, value.lentObject());
             break;
     }
 }
@@ -110,7 +110,7 @@ Value callNative(void* function, std::span<Argument> arguments, Type result) {
     std::vector<Slot> variables(count), slots(count);
     std::vector<ffi_type*> types;
     std::vector<void*> addresses;
-    for (std::size_t i = 0; i < count; i++) {
+    for (std::size_t i = 0; i < count; ++i) {
         const Argument& argument = arguments[i];
         variables[i].word = 0;
         storeValue(&variables[i], argument.type, argument.value);
@@ -120,13 +120,17 @@ Value callNative(void* function, std::span<Argument> arguments, Type result) {
     }
     ffi_cif interface;
     if (ffi_prep_cif(&interface, FFI_DEFAULT_ABI, static_cast<unsigned>(count), nativeType(result),
-                     types.data()) != FFI_OK)
+                     types.data()) != FFI_OK) {
         throw std::runtime_error("the call could not be prepared");
+    }
     Slot returned{};  // whole numbers narrower than a word come back in its low bytes
     ffi_call(&interface, reinterpret_cast<void (*)()>(function), &returned, addresses.data());
-    for (std::size_t i = 0; i < count; i++)
-        if (arguments[i].byref) arguments[i].value = loadValue(&variables[i], arguments[i].type);
-    return loadValue(&returned, result);
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!arguments[i].byref) continue;
+        arguments[i].value.release();  // the function had it, and has left it or another
+        arguments[i].value = takeValue(&variables[i], arguments[i].type);
+    }
+    return takeValue(&returned, result);
 }
 
 }  // namespace qkzhost

@@ -1,6 +1,7 @@
 #include "Objects.h"
 
 #include <iostream>
+#include <stdexcept>
 
 #include "NativeCall.h"
 
@@ -13,59 +14,54 @@ bool isStandard(const void* accessor) {
 
 }  // namespace
 
-std::optional<Value> Picture::get(ObjectTable&, std::string_view name) {
+std::optional<Value> Picture::get(std::string_view name) {
     if (!surface) return {};
     if (sameText(name, "Width")) return surface->width;
     if (sameText(name, "Height")) return surface->height;
-    if (sameText(name, "HorizontalResolution")) return horizontalResolution;
-    if (sameText(name, "VerticalResolution")) return verticalResolution;
+    if (sameText(name, "HorizontalResolution")) return resolution[0];
+    if (sameText(name, "VerticalResolution")) return resolution[1];
     if (sameText(name, "HasAlphaChannel")) return surface->alpha;
     return {};
 }
 
-bool Picture::set(ObjectTable&, std::string_view name, const Value& value) {
+bool Picture::set(std::string_view name, const Value& value) {
     if (!surface || !value.as<std::int64_t>()) return false;
-    if (sameText(name, "HorizontalResolution"))
-        horizontalResolution = value.integer();
-    else if (sameText(name, "VerticalResolution"))
-        verticalResolution = value.integer();
-    else
+    if (sameText(name, "HorizontalResolution")) {
+        resolution[0] = value.integer();
+    } else if (sameText(name, "VerticalResolution")) {
+        resolution[1] = value.integer();
+    } else {
         return false;
+    }
     return true;
 }
 
 void Picture::dispose(ObjectTable& objects) {
     if (descriptionLocks != 0) objects.note("a picture died while its description was locked");
-    objects.replace<REALobjectStruct>(mask, nullptr);
-    objects.replace<REALobjectStruct>(representation, nullptr);
 }
 
-void Graphics::dispose(ObjectTable& objects) { objects.replace<REALobjectStruct>(picture, nullptr); }
-
-std::optional<Value> Exception::get(ObjectTable& objects, std::string_view name) {
+std::optional<Value> Exception::get(std::string_view name) {
     if (sameText(name, "ErrorNumber")) return number;
-    if (!sameText(name, "Message")) return {};
-    if (message) objects.lock(message);
-    return message;
+    if (sameText(name, "Message")) return message;
+    return {};
 }
 
-bool Exception::set(ObjectTable& objects, std::string_view name, const Value& value) {
-    if (sameText(name, "ErrorNumber") && value.as<std::int64_t>())
+bool Exception::set(std::string_view name, const Value& value) {
+    if (sameText(name, "ErrorNumber") && value.as<std::int64_t>()) {
         number = value.integer();
-    else if (sameText(name, "Message") && (value.as<REALstringStruct*>() || value.isNil()))
-        objects.replace(message, value.string());
-    else
+    } else if (sameText(name, "Message") && (value.as<OwnedString>() || value.isNil())) {
+        message = value.string();
+    } else {
         return false;
+    }
     return true;
 }
-
-void Exception::dispose(ObjectTable& objects) { objects.replace<REALstringStruct>(message, nullptr); }
 
 Instance::Instance(const Registration& definition)
     : Object(definition.name, static_cast<std::size_t>(definition.instanceOffset) + definition.dataSize),
       type(definition) {}
 
-std::optional<Value> Instance::get(ObjectTable& objects, std::string_view name) {
+std::optional<Value> Instance::get(std::string_view name) {
     const RegisteredProperty* property = type.property(name);
     if (!property || !property->getter) return {};
     const Type valueType = typeNamed(property->type);
@@ -73,13 +69,12 @@ std::optional<Value> Instance::get(ObjectTable& objects, std::string_view name) 
         Argument arguments[] = {{Type::object, handle()}, {Type::integer, property->param}};
         return callNative(property->getter, arguments, valueType);
     }
-    const Value value = loadValue(data() + property->param, valueType);
-    if (valueType == Type::object && !value.isNil()) objects.lock(value.object());
-    if (valueType == Type::string && !value.isNil()) objects.lock(value.string());
-    return value;
+    Value held = takeValue(data() + property->param, valueType), result = held;
+    held.release();  // which the instance keeps
+    return result;
 }
 
-bool Instance::set(ObjectTable& objects, std::string_view name, const Value& value) {
+bool Instance::set(std::string_view name, const Value& value) {
     const RegisteredProperty* property = type.property(name);
     if (!property || !property->setter) return false;
     const Type valueType = typeNamed(property->type);
@@ -89,19 +84,55 @@ bool Instance::set(ObjectTable& objects, std::string_view name, const Value& val
         callNative(property->setter, arguments, Type::none);
         return true;
     }
-    const Value old = loadValue(data() + property->param, valueType);
-    if (valueType == Type::object && !value.isNil()) objects.lock(value.object());
-    if (valueType == Type::string && !value.isNil()) objects.lock(value.string());
+    const Value old = takeValue(data() + property->param, valueType);
     storeValue(data() + property->param, valueType, value);
-    if (valueType == Type::object && !old.isNil()) objects.unlock(old.object());
-    if (valueType == Type::string && !old.isNil()) objects.unlock(old.string());
+    Value(value).release();  // to the instance
     return true;
 }
 
 void Instance::dispose(ObjectTable&) {
     if (!type.destructor) return;
-    Argument self[] = {{Type::object, handle()}};
+    Argument self[] = {{Type::object, OwnedObject(handle())}};
     callNative(type.destructor, self, Type::none);
+    self[0].value.release();  // the last reference is gone already
+}
+
+OwnedString ObjectTable::newString(std::string_view bytes, std::uint32_t encoding) {
+    const Object& string = add(std::make_unique<String>(std::string(bytes), encoding));
+    return OwnedString(reinterpret_cast<REALstringStruct*>(string.handle()));
+}
+
+OwnedBlock ObjectTable::newMemoryBlock(std::vector<std::uint8_t> bytes) {
+    MemoryBlock& block = add(std::make_unique<MemoryBlock>());
+    block.bytes = std::move(bytes);
+    return OwnedBlock(static_cast<REALmemoryBlockStruct*>(block.handle()));
+}
+
+Picture& ObjectTable::picture(REALpictureStruct* handle) {
+    Picture* found = find<Picture>(handle, "picture");
+    if (!found) throw std::invalid_argument("no picture");
+    return *found;
+}
+
+Surface& ObjectTable::surface(REALpictureStruct* handle) {
+    Picture& found = picture(handle);
+    if (!found.surface) throw std::invalid_argument("the picture is not constructed");
+    return *found.surface;
+}
+
+std::string ObjectTable::text(REALstringStruct* handle) {
+    const String* string = find<String>(handle, "text");
+    return string ? string->bytes : "";
+}
+
+std::uint32_t ObjectTable::encoding(REALstringStruct* handle) {
+    const String* string = find<String>(handle, "encoding");
+    return string ? string->encoding : REALencodingUnknown;
+}
+
+std::span<std::uint8_t> ObjectTable::bytes(REALmemoryBlockStruct* handle) {
+    MemoryBlock* block = find<MemoryBlock>(handle, "bytes");
+    return block ? std::span(block->bytes) : std::span<std::uint8_t>();
 }
 
 Object* ObjectTable::findAny(const void* handle) const {
@@ -115,11 +146,11 @@ std::string_view ObjectTable::classOf(const void* handle) const {
 }
 
 void ObjectTable::lock(REALobjectStruct* handle) {
-    if (Object* object = find(handle, "lock object")) object->references++;
+    if (Object* object = find(handle, "lock object")) ++object->references;
 }
 
 void ObjectTable::lock(REALstringStruct* handle) {
-    if (String* string = find<String>(handle, "lock string")) string->references++;
+    if (String* string = find<String>(handle, "lock string")) ++string->references;
 }
 
 void ObjectTable::unlock(REALobjectStruct* handle) {
@@ -134,8 +165,8 @@ void ObjectTable::release(Object& object) {
     if (object.references == 0) return note("a dying " + object.className + " is unlocked again");
     if (--object.references > 0) return;
     object.dispose(*this);
+    const auto dead = objects_.extract(object.handle());  // which may hold the last references to others
     graveyard_.push_back(std::move(object.block));
-    objects_.erase(graveyard_.back().get());
     if (graveyard_.size() > 4096) graveyard_.pop_front();
 }
 
@@ -153,9 +184,9 @@ void ObjectTable::note(const std::string& error) {
 Census ObjectTable::census() const {
     Census census;
     for (const auto& [handle, object] : objects_) {
-        census.classes[object->className]++;
+        ++census.classes[object->className];
         const bool string = dynamic_cast<const String*>(object.get()) != nullptr;
-        (string ? census.strings : census.objects)++;
+        ++(string ? census.strings : census.objects);
         (string ? census.stringReferences : census.references) += object->references;
         if (const auto* picture = dynamic_cast<const Picture*>(object.get()))
             census.descriptionLocks += picture->descriptionLocks;

@@ -1,16 +1,19 @@
 // The host's objects: what stands behind a handle, and the table that counts the references.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <deque>
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "HostTypes.h"
+#include "Owned.h"
 #include "Registration.h"
 #include "Surface.h"
 #include "Value.h"
@@ -27,11 +30,11 @@ struct Object {
     virtual ~Object() = default;
     REALobjectStruct* handle() const { return reinterpret_cast<REALobjectStruct*>(block.get()); }
 
-    /// A property of the name, or nothing. A handle in the result carries a reference for the caller.
-    virtual std::optional<Value> get(ObjectTable&, std::string_view) { return {}; }
-    /// False when there is no such property of that type to be written. Takes a reference of its own.
-    virtual bool set(ObjectTable&, std::string_view, const Value&) { return false; }
-    /// Releases what the object holds; called once, when its last reference is gone.
+    /// A property of the name, or nothing.
+    virtual std::optional<Value> get(std::string_view) { return {}; }
+    /// False when there is no such property of that type to be written.
+    virtual bool set(std::string_view, const Value&) { return false; }
+    /// Called once, when the last reference is gone, while the handle still stands for the object.
     virtual void dispose(ObjectTable&) {}
 
     std::string className;
@@ -53,38 +56,36 @@ struct MemoryBlock : Object {
 
 struct Picture : Object {
     Picture() : Object("Picture") {}
-    std::optional<Value> get(ObjectTable&, std::string_view) override;
-    bool set(ObjectTable&, std::string_view, const Value&) override;
+    std::optional<Value> get(std::string_view) override;
+    bool set(std::string_view, const Value&) override;
     void dispose(ObjectTable&) override;
 
     std::unique_ptr<Surface> surface;  // none until it is constructed
     std::int64_t kind = pictureMutableBitmap;
-    REALobjectStruct* mask = nullptr;
-    REALobjectStruct* representation = nullptr;  // the best one, of a picture that has several
-    std::int64_t horizontalResolution = 72, verticalResolution = 72;
+    OwnedPicture mask;
+    OwnedPicture representation;                        // the best one, of a picture that has several
+    std::array<std::int64_t, 2> resolution = {72, 72};  // horizontal, vertical
     long descriptionLocks = 0;
 };
 
 struct Graphics : Object {
-    explicit Graphics(REALobjectStruct* of) : Object("Graphics"), picture(of) {}
-    void dispose(ObjectTable&) override;
-    REALobjectStruct* picture;
+    explicit Graphics(OwnedPicture of) : Object("Graphics"), picture(std::move(of)) {}
+    OwnedPicture picture;
 };
 
 struct Exception : Object {
     explicit Exception(std::string_view name) : Object(name) {}
-    std::optional<Value> get(ObjectTable&, std::string_view) override;
-    bool set(ObjectTable&, std::string_view, const Value&) override;
-    void dispose(ObjectTable&) override;
-    REALstringStruct* message = nullptr;
+    std::optional<Value> get(std::string_view) override;
+    bool set(std::string_view, const Value&) override;
+    OwnedString message;
     std::int64_t number = 0;
 };
 
 /// An instance of a class that the plug-in registered; its data starts zeroed.
 struct Instance : Object {
-    explicit Instance(const Registration& type);
-    std::optional<Value> get(ObjectTable&, std::string_view) override;
-    bool set(ObjectTable&, std::string_view, const Value&) override;
+    explicit Instance(const Registration& definition);
+    std::optional<Value> get(std::string_view) override;
+    bool set(std::string_view, const Value&) override;
     void dispose(ObjectTable&) override;
     std::byte* data() const { return block.get() + type.instanceOffset; }
     const Registration& type;
@@ -112,6 +113,8 @@ class ObjectTable {
         objects_.emplace(result.handle(), std::move(object));
         return result;
     }
+    OwnedString newString(std::string_view bytes, std::uint32_t encoding = REALencodingUTF8);
+    OwnedBlock newMemoryBlock(std::vector<std::uint8_t> bytes);
     /// The object behind a handle if it is a T; null for nil and, with an error, for anything else.
     template <class T>
     T* find(const void* handle, const char* purpose) {
@@ -129,17 +132,18 @@ class ObjectTable {
     }
     /// The class of a live object, or empty.
     std::string_view classOf(const void* handle) const;
+    // Throw std::invalid_argument for what is no picture; a surface is there once it is constructed.
+    Picture& picture(REALpictureStruct*);
+    Surface& surface(REALpictureStruct*);
+    // The content of a string or memory block; of anything else there is none.
+    std::string text(REALstringStruct*);
+    std::uint32_t encoding(REALstringStruct*);
+    std::span<std::uint8_t> bytes(REALmemoryBlockStruct*);
 
     void lock(REALobjectStruct*);
     void unlock(REALobjectStruct*);
     void lock(REALstringStruct*);
     void unlock(REALstringStruct*);
-    /// Puts `to` in the place of what `slot` holds, with a reference of its own.
-    template <class Handle>
-    void replace(Handle*& slot, Handle* to) {
-        lock(to);
-        unlock(std::exchange(slot, to));
-    }
 
     /// Tells an error of the plug-in on standard error and counts it.
     void note(const std::string& error);

@@ -153,7 +153,7 @@ Image readJpeg(const path& file, Bytes bytes, const Limits& limits) {
         jpeg_create_decompress(&jpeg);
         jpeg_mem_src(&jpeg, bytes.data(), bytes.size());
         jpeg_read_header(&jpeg, TRUE);
-        for (int i = 0; i < jpeg.num_components; i++)
+        for (int i = 0; i < jpeg.num_components; ++i)
             blocks += std::uint64_t{jpeg.comp_info[i].width_in_blocks} * jpeg.comp_info[i].height_in_blocks;
     });
     // A Huffman code has at least a bit, and each block has one. Arithmetic codes may be shorter, but only
@@ -203,7 +203,7 @@ void writeFile(const path& file, const void* bytes, std::size_t count) {
         target = target.parent_path() / std::filesystem::read_symlink(target);
     path temporary;
     Stream out(nullptr, &std::fclose);
-    for (int number = 0; !out && (number == 0 || errno == EEXIST); number++) {
+    for (int number = 0; !out && (number == 0 || errno == EEXIST); ++number) {
         temporary =
             target.parent_path() / (".qkz-" + std::to_string(getpid()) + '-' + std::to_string(number));
         out = openToWrite(temporary, O_CREAT | O_EXCL, existing ? old.st_mode & 0777 : 0666);
@@ -254,7 +254,7 @@ void writePng(const Image& image, const path& file) {
     if (!image.alpha) {
         png.format = PNG_FORMAT_BGR;
         bgr.resize(image.argb.size() * 3);
-        for (std::size_t i = 0; i < image.argb.size(); i++) std::memcpy(&bgr[i * 3], &image.argb[i], 3);
+        for (std::size_t i = 0; i < image.argb.size(); ++i) std::memcpy(&bgr[i * 3], &image.argb[i], 3);
         pixels = bgr.data();
     }
     png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(png);  // the most that libpng may need

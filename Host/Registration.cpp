@@ -9,7 +9,7 @@ std::string copied(const char* text) { return text ? text : ""; }
 
 Attributes copied(const REALattribute* attributes, std::size_t count) {
     Attributes result;
-    for (std::size_t i = 0; attributes && i < count; i++)
+    for (std::size_t i = 0; attributes && i < count; ++i)
         result.emplace_back(copied(attributes[i].name), copied(attributes[i].value));
     return result;
 }
@@ -28,7 +28,7 @@ RegisteredDelegate copied(const REALdelegate& d) { return {copied(d.declaration)
 
 template <class To, class From>
 void copyList(std::vector<To>& to, const From* from, std::size_t count) {
-    for (std::size_t i = 0; from && i < count; i++) to.push_back(copied(from[i]));
+    for (std::size_t i = 0; from && i < count; ++i) to.push_back(copied(from[i]));
 }
 
 }  // namespace

@@ -53,7 +53,7 @@ struct Registration {
     Registration(Kind, const REALclassDefinition&);
 
     /// Null when there is none of the name (case does not matter).
-    const RegisteredProperty* property(std::string_view name) const;
+    const RegisteredProperty* property(std::string_view wanted) const;
 };
 
 }  // namespace qkzhost

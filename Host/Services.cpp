@@ -36,26 +36,28 @@ struct Services {
         template <const HostFunctionType<R(A...)>& type, R (*function)(Host&, A...)>
         static R call(A... arguments) {
             static int knownHost = 0;  // the look-up by name is for the first call on each host
-            static Host::Fault* state = nullptr;
+            static Faults::State* state = nullptr;
             Host& host = Host::current();
-            const std::lock_guard turn(host.services_);
-            if (std::exchange(knownHost, host.number_) != host.number_) state = &host.fault(type.name);
-            if (host.enter(*state, addressIn(arguments...))) try {
+            const std::lock_guard turn(host.faults.mutex);
+            if (std::exchange(knownHost, host.number) != host.number) state = &host.faults.of(type.name);
+            if (host.faults.enter(*state, addressIn(arguments...))) {
+                try {
                     return function(host, arguments...);
                 } catch (const InjectedError&) {
                     throw;
                 } catch (const std::bad_alloc&) {
-                    host.raise("OutOfMemoryException", type.name);
+                    host.exceptions.raise("OutOfMemoryException", type.name);
                 } catch (const std::exception& error) {
-                    host.objects_.note(std::string(type.name) + ": " + error.what());
+                    host.objects.note(std::string(type.name) + ": " + error.what());
                 }
+            }
             if constexpr (!std::is_void_v<R>) return R{};
         }
     };
 
     template <class T>
     static T* find(Host& host, const void* handle, const char* purpose) {
-        return host.objects_.find<T>(handle, purpose);
+        return host.objects.find<T>(handle, purpose);
     }
 
     // ---- start and registration
@@ -73,27 +75,27 @@ struct Services {
         Registration copy(kind, *definition);
         if (kind == Registration::classType) {
             // Every class has its data somewhere else, so that nobody can rely on one distance.
-            copy.instanceOffset = 32 + 16 * static_cast<std::int64_t>(host.registrations_.size());
+            copy.instanceOffset = 32 + 16 * static_cast<std::int64_t>(host.registry.registrations().size());
             definition->forSystemUse = copy.instanceOffset;
         }
-        host.add(std::move(copy));
+        host.registry.add(std::move(copy));
     }
     static void registerModule(Host& host, REALmoduleDefinition* definition) {
         keep(definition);
-        host.add(Registration(*definition));
+        host.registry.add(Registration(*definition));
     }
     static void registerMethod(Host& host, REALmethodDefinition* definition) {
         keep(definition);
-        host.add(Registration(*definition));
+        host.registry.add(Registration(*definition));
     }
 
     // ---- objects
 
-    static void lockObject(Host& host, ObjectRef object) { host.objects_.lock(object); }
-    static void unlockObject(Host& host, ObjectRef object) { host.objects_.unlock(object); }
+    static void lockObject(Host& host, ObjectRef object) { host.objects.lock(object); }
+    static void unlockObject(Host& host, ObjectRef object) { host.objects.unlock(object); }
     static bool isException(std::string_view name) { return name.ends_with("Exception"); }
     static bool classExists(Host& host, std::string_view name) {
-        if (host.fault(name).omitted) return false;
+        if (host.faults.of(name).omitted) return false;
         const std::pair<std::string_view, AppKind> applications[] = {{"Application", AppKind::desktop},
                                                                      {"ConsoleApplication", AppKind::console},
                                                                      {"WebApplication", AppKind::web}};
@@ -104,58 +106,49 @@ struct Services {
               "OutOfBoundsException", "RuntimeException", "UnsupportedOperationException",
               "PlatformNotSupportedException", "InvalidArgumentException"})
             if (sameText(text, name)) return true;
-        const Registration* registered = host.registration(name);
+        const Registration* registered = host.registry.registration(name);
         return registered && registered->kind == Registration::classType;
     }
     static REALclassStruct* classRef(Host& host, Text name) {
-        auto& state = host.fault(name);
-        state.asked++;
+        auto& state = host.faults.of(name);
+        ++state.asked;
         // Any address will do that stays and is one for each class.
         return classExists(host, name) ? reinterpret_cast<REALclassStruct*>(&state) : nullptr;
     }
     static ObjectRef newInstance(Host& host, Text name) {
-        if (!classExists(host, name) || !host.enter(host.fault(name), nullptr)) return nullptr;
-        if (sameText(name, "Picture")) return host.objects_.add(std::make_unique<Picture>()).handle();
-        if (sameText(name, "MemoryBlock")) return host.objects_.add(std::make_unique<MemoryBlock>()).handle();
-        if (isException(name)) return host.objects_.add(std::make_unique<Exception>(name)).handle();
-        const Registration* type = host.registration(name);
+        if (!classExists(host, name) || !host.faults.enter(host.faults.of(name), nullptr)) return nullptr;
+        if (sameText(name, "Picture")) return host.objects.add(std::make_unique<Picture>()).handle();
+        if (sameText(name, "MemoryBlock")) return host.objects.add(std::make_unique<MemoryBlock>()).handle();
+        if (isException(name)) return host.objects.add(std::make_unique<Exception>(name)).handle();
+        const Registration* type = host.registry.registration(name);
         if (!type || type->kind != Registration::classType) return nullptr;
-        Instance& instance = host.objects_.add(std::make_unique<Instance>(*type));
+        Instance& instance = host.objects.add(std::make_unique<Instance>(*type));
         Argument self[] = {{Type::object, instance.handle()}};
         if (type->constructor) callNative(type->constructor, self, Type::none);
         return instance.handle();
     }
     static ObjectRef callWithHandler(Host& host, void (*function)(void*), void* data) {
-        const ObjectRef before = std::exchange(host.pending_, nullptr);
+        OwnedObject before = host.exceptions.exchange(nullptr);
         try {
             function(data);
         } catch (...) {
-            host.raise("RuntimeException", "an exception was thrown");
+            host.exceptions.raise("RuntimeException", "an exception was thrown");
         }
-        return std::exchange(host.pending_, before);
+        return host.exceptions.exchange(std::move(before)).release();
     }
-    static void raise(Host& host, ObjectRef exception) {
-        if (!host.objects_.find(exception, "raise")) return;
-        if (host.pending_ && !std::exchange(host.pendingByFault_, false))
-            host.objects_.note("an exception is raised while another pends");
-        host.objects_.replace(host.pending_, exception);
-    }
+    static void raise(Host& host, ObjectRef exception) { host.exceptions.raise(exception); }
     static RBBoolean inDebugMode(Host&) { return 0; }
     static void messageBox(Host& host, StringRef text) {
-        host.messages_.push_back(host.text(text));
-        std::cerr << "message: " << host.messages_.back() << '\n';
+        std::cerr << "message: " << host.objects.text(text) << '\n';
     }
 
     // ---- properties by name
 
     template <class T, class Out>
     static RBBoolean getProperty(Host& host, ObjectRef handle, Text name, Out* out) {
-        Object* object = host.objects_.find(handle, name);
-        const auto value = object ? object->get(host.objects_, name) : std::nullopt;
-        if (!value) return 0;
-        if (value->as<REALobjectStruct*>()) host.unlock(value->object());  // came with a reference
-        if (value->as<REALstringStruct*>()) host.unlock(value->string());
-        const T* content = value->as<T>();
+        Object* object = host.objects.find(handle, name);
+        const auto value = object ? object->get(name) : std::nullopt;
+        const T* content = value ? value->as<T>() : nullptr;
         if (content) *out = static_cast<Out>(*content);
         return content != nullptr;
     }
@@ -182,26 +175,26 @@ struct Services {
         if (!copy) return 0;
         std::memcpy(copy, bytes->c_str(), bytes->size() + 1);
         *out = {copy, bytes->size(), encoding, copy, 0};
-        host.objects_.stringData++;
+        ++host.objects.stringData;
         return 1;
     }
     static void disposeStringData(Host& host, REALstringData* data) {
-        if (!data->privateData) return host.objects_.note("string data is disposed twice");
+        if (!data->privateData) return host.objects.note("string data is disposed twice");
         std::free(data->privateData);
         *data = {};
-        host.objects_.stringData--;
+        --host.objects.stringData;
     }
     static StringRef buildWithEncoding(Host& host, const void* bytes, std::int32_t length,
                                        std::uint32_t encoding) {
         if (length < 0 || (!bytes && length > 0)) return nullptr;
-        return host.newString({bytes ? static_cast<Text>(bytes) : "", static_cast<std::size_t>(length)},
-                              encoding);
+        const std::string_view text(bytes ? static_cast<Text>(bytes) : "", static_cast<std::size_t>(length));
+        return host.objects.newString(text, encoding).release();
     }
     static StringRef build(Host& host, const void* bytes, std::int32_t length) {
         return buildWithEncoding(host, bytes, length, REALencodingUnknown);
     }
-    static void lockString(Host& host, StringRef string) { host.objects_.lock(string); }
-    static void unlockString(Host& host, StringRef string) { host.objects_.unlock(string); }
+    static void lockString(Host& host, StringRef string) { host.objects.lock(string); }
+    static void unlockString(Host& host, StringRef string) { host.objects.unlock(string); }
     static Text stringContents(Host& host, StringRef handle) {
         const String* string = find<String>(host, handle, "string contents");
         return string ? string->bytes.c_str() : nullptr;
@@ -210,11 +203,13 @@ struct Services {
         const String* string = find<String>(host, handle, "LenB");
         return string ? static_cast<std::int64_t>(string->bytes.size()) : 0;
     }
-    static std::uint32_t stringEncoding(Host& host, StringRef string) { return host.encoding(string); }
+    static std::uint32_t stringEncoding(Host& host, StringRef string) {
+        return host.objects.encoding(string);
+    }
     static StringRef convertString(Host& host, StringRef handle, std::uint32_t encoding) {
         const String* string = find<String>(host, handle, "convert string");
         const auto bytes = string ? convert(string->bytes, string->encoding, encoding) : std::nullopt;
-        return bytes ? host.newString(*bytes, encoding) : nullptr;
+        return bytes ? host.objects.newString(*bytes, encoding).release() : nullptr;
     }
     static void setStringEncoding(Host& host, StringRef handle, std::uint32_t encoding) {
         if (String* string = find<String>(host, handle, "set string encoding")) string->encoding = encoding;
@@ -230,47 +225,46 @@ struct Services {
         REALpictureDescription answer;
         if (native) answer = {nativeType, native, picture->surface->width, picture->surface->height, 32, 0};
         bool locked = native != nullptr;
-        if (host.answerLock) locked = host.answerLock(handle, answer, locked);
+        if (host.faults.answerLock) locked = host.faults.answerLock(handle, answer, locked);
         if (!locked) return 0;
         *out = answer;
-        picture->descriptionLocks++;
+        ++picture->descriptionLocks;
         return 1;
     }
     static void unlockDescription(Host& host, PictureRef handle) {
         Picture* picture = find<Picture>(host, handle, "unlock picture description");
         if (!picture) return;
-        if (picture->descriptionLocks == 0) return host.objects_.note("a picture is unlocked but not locked");
-        picture->descriptionLocks--;
+        if (picture->descriptionLocks == 0) return host.objects.note("a picture is unlocked but not locked");
+        --picture->descriptionLocks;
     }
     static void clearCache(Host& host, PictureRef handle) { find<Picture>(host, handle, "clear cache"); }
     static PictureRef pictureMask(Host& host, PictureRef handle, RBBoolean create) {
         Picture* picture = find<Picture>(host, handle, "mask");
         if (!picture || !picture->surface) return nullptr;
         const Surface& surface = *picture->surface;
-        if (!picture->mask && create && !surface.alpha)  // a new mask is black: everything shows
+        if (!picture->mask && create && !surface.alpha) {  // a new mask is black: everything shows
             picture->mask = host.newPicture(surface.width, surface.height);
-        if (picture->mask) host.lock(picture->mask);
-        return static_cast<PictureRef>(picture->mask);
+        }
+        return OwnedPicture(picture->mask).release();
     }
     static REALgraphicsStruct* graphics(Host& host, PictureRef handle) {
         Picture* picture = find<Picture>(host, handle, "graphics");
         if (!picture || !picture->surface) return nullptr;
-        host.lock(handle);
         return static_cast<REALgraphicsStruct*>(
-            host.objects_.add(std::make_unique<Graphics>(handle)).handle());
+            host.objects.add(std::make_unique<Graphics>(OwnedPicture::shared(handle))).handle());
     }
     static PictureRef newPicture(Host& host, std::int64_t width, std::int64_t height, std::int64_t depth) {
-        return depth == 32 ? host.newPicture(width, height) : nullptr;
+        return depth == 32 ? host.newPicture(width, height).release() : nullptr;
     }
     /// The buffer is the host's from here on, also when no picture comes of it.
     static PictureRef pictureFromBuffer(Host& host, std::uint32_t width, std::uint32_t height,
                                         std::int32_t pixelType, void* bytes, std::uint32_t rowBytes) {
         if (!bytes || pixelType != REALpixelRGB || rowBytes < std::uint64_t{width} * 3) return nullptr;
-        const PictureRef picture = host.newPicture(width, height);
+        OwnedPicture picture = host.newPicture(width, height);
         if (!picture) return nullptr;
-        Surface& surface = host.surface(picture);
+        Surface& surface = host.objects.surface(picture);
         std::vector<std::uint32_t> words(width);
-        for (std::uint32_t y = 0; y < height; y++) {
+        for (std::uint32_t y = 0; y < height; ++y) {
             const auto* rgb = static_cast<const std::uint8_t*>(bytes) + std::size_t{y} * rowBytes;
             for (std::uint32_t& word : words) {
                 word = surface.fromArgb(0xFF000000u |
@@ -279,7 +273,7 @@ struct Services {
             }
             surface.write(0, static_cast<int>(y), surface.width, words.data());
         }
-        return picture;
+        return picture.release();
     }
     static PictureRef buildFromBuffer(std::uint32_t width, std::uint32_t height, std::int32_t pixelType,
                                       void* bytes, std::uint32_t rowBytes) {
@@ -308,20 +302,19 @@ struct Services {
 
     static PictureRef bestRepresentation(Host& host, ObjectRef handle, std::int64_t, std::int64_t, double) {
         const Picture* picture = find<Picture>(host, handle, "BestRepresentation");
-        if (!picture || !picture->representation) return nullptr;
-        host.lock(picture->representation);
-        return static_cast<PictureRef>(picture->representation);
+        return picture ? OwnedPicture(picture->representation).release() : nullptr;
     }
     static PictureRef getMask(Host& host, ObjectRef picture, RBBoolean create) {
         return pictureMask(host, static_cast<PictureRef>(picture), create);
     }
     static void setMask(Host& host, ObjectRef picture, PictureRef mask) {
-        host.setMask(static_cast<PictureRef>(picture), mask);
+        host.objects.picture(static_cast<PictureRef>(picture)).mask = OwnedPicture::shared(mask);
     }
     static void constructPicture(Host& host, ObjectRef handle, std::int64_t width, std::int64_t height) {
-        if (Picture* picture = find<Picture>(host, handle, "Picture.Constructor"))
+        if (Picture* picture = find<Picture>(host, handle, "Picture.Constructor")) {
             picture->surface =
                 Surface::create(host.settings.storage, width, height, true, host.settings.extraStride);
+        }
     }
     static void constructBlock(Host& host, ObjectRef handle, std::int64_t size) {
         MemoryBlock* block = find<MemoryBlock>(host, handle, "MemoryBlock.Constructor");
@@ -345,7 +338,7 @@ struct Services {
         const Area to{static_cast<double>(x), static_cast<double>(y), size(width, from.width),
                       size(height, from.height)};
         const Picture* mask = find<Picture>(host, source->mask, "mask");
-        draw(host.surface(static_cast<PictureRef>(target->picture)), to, *source->surface,
+        draw(host.objects.surface(target->picture), to, *source->surface,
              mask ? mask->surface.get() : nullptr, from);
     }
 
@@ -381,10 +374,10 @@ struct Services {
             method<hostmethod::drawPicture, drawPicture<double>>("Graphics"),
             method<hostmethod::drawPictureWhole, drawPicture<RBInteger>>("Graphics"),
         };
-        const Object* object = host.objects_.find(handle, declaration);
+        const Object* object = host.objects.find(handle, declaration);
         const std::string wanted = canonical(declaration);
-        auto& state = host.fault(declaration);
-        state.asked++;
+        auto& state = host.faults.of(declaration);
+        ++state.asked;
         if (!object || state.omitted) return nullptr;
         for (const ObjectMethod& candidate : methods) {
             if (candidate.declaration != wanted || object->className != candidate.className) continue;
@@ -396,8 +389,8 @@ struct Services {
     }
     static Function loadGlobalMethod(Host& host, Text declaration) {
         static const auto length = entry<hostmethod::lenB, lenB>();
-        auto& state = host.fault(declaration);
-        state.asked++;
+        auto& state = host.faults.of(declaration);
+        ++state.asked;
         return !state.omitted && canonical(declaration) == canonical(length.first) ? length.second : nullptr;
     }
 
@@ -452,9 +445,9 @@ struct Services {
 
 void* Host::resolve(const char* name) noexcept try {
     Host& host = current();
-    const std::lock_guard turn(host.services_);
-    Fault& state = host.fault(name);
-    state.asked++;
+    const std::lock_guard turn(host.faults.mutex);
+    Faults::State& state = host.faults.of(name);
+    ++state.asked;
     if (state.omitted) return nullptr;
     if (!host.settings.answersVersion && sameText(name, "REALGetRBVersion")) return nullptr;
     const auto found = Services::table().find(name);
@@ -463,15 +456,8 @@ void* Host::resolve(const char* name) noexcept try {
     return nullptr;
 }
 
-REALobjectStruct* Host::newInstance(std::string_view className) {
-    return Services::newInstance(*this, std::string(className).c_str());
-}
-
-void Host::raise(std::string_view className, std::string_view message) {
-    Exception& exception = objects_.add(std::make_unique<Exception>(className));
-    exception.message = newString(message);
-    Services::raise(*this, exception.handle());
-    unlock(exception.handle());
+OwnedObject Host::newInstance(std::string_view className) {
+    return OwnedObject(Services::newInstance(*this, std::string(className).c_str()));
 }
 
 }  // namespace qkzhost

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 #include <vector>
 
 namespace qkzhost {
@@ -189,14 +190,16 @@ class PixmapSurface : public Surface {
             return;
         }
         const std::uint8_t* bytes = gdk().pixels(pixbuf.get());
-        for (int i = 0; i < count; i++, bytes += 3)
+        for (int i = 0; i < count; ++i, bytes += 3)
             words[i] = static_cast<std::uint32_t>(bytes[0] << 16 | bytes[1] << 8 | bytes[2]);
     }
     void write(int x, int y, int count, const std::uint32_t* words) override {
         std::vector<std::uint8_t> bytes;
-        for (int i = 0; i < count; i++)
-            for (int shift = 16; shift >= 0; shift -= 8)
+        for (int i = 0; i < count; ++i) {
+            for (int shift = 16; shift >= 0; shift -= 8) {
                 bytes.push_back(static_cast<std::uint8_t>(words[i] >> shift));
+            }
+        }
         gdk().drawRgb(pixmap_.get(), gc_.get(), x, y, count, 1, 0, bytes.data(), count * 3);
     }
     std::uint32_t toArgb(std::uint32_t word) const override { return word | opaque; }
@@ -212,11 +215,11 @@ std::unique_ptr<Surface> cairoCopy(Surface& source, Surface* mask) {
     auto copy = CairoSurface::make(source.width, source.height, true, 0);
     if (!copy) return nullptr;
     std::vector<std::uint32_t> words(static_cast<std::size_t>(source.width)), masking(words.size());
-    for (int y = 0; y < source.height; y++) {
+    for (int y = 0; y < source.height; ++y) {
         source.read(0, y, source.width, words.data());
         const int masked = mask && y < mask->height ? std::min(mask->width, source.width) : 0;
         if (masked > 0) mask->read(0, y, masked, masking.data());
-        for (int x = 0; x < source.width; x++) {
+        for (int x = 0; x < source.width; ++x) {
             const auto i = static_cast<std::size_t>(x);
             std::uint32_t argb = source.toArgb(words[i]);
             if (x < masked) {
@@ -239,6 +242,23 @@ void Surface::read(int x, int y, int count, std::uint32_t* words) {
 
 void Surface::write(int x, int y, int count, const std::uint32_t* words) {
     std::memcpy(row(y) + std::ptrdiff_t{x} * 4, words, static_cast<std::size_t>(count) * 4);
+}
+
+std::uint32_t Surface::word(int x, int y) {
+    if (x < 0 || y < 0 || x >= width || y >= height) {
+        throw std::out_of_range("no pixel at " + std::to_string(x) + ", " + std::to_string(y));
+    }
+    std::uint32_t word = 0;
+    read(x, y, 1, &word);
+    return word;
+}
+
+std::vector<std::uint32_t> Surface::argb() {
+    const auto count = static_cast<std::size_t>(width);
+    std::vector<std::uint32_t> words(count * static_cast<std::size_t>(height));
+    for (int y = 0; y < height; ++y) read(0, y, width, words.data() + static_cast<std::size_t>(y) * count);
+    for (std::uint32_t& word : words) word = toArgb(word);
+    return words;
 }
 
 std::unique_ptr<Surface> Surface::create(Storage storage, std::int64_t width, std::int64_t height, bool alpha,
@@ -291,7 +311,7 @@ void draw(Surface& destination, Area to, Surface& source, Surface* mask, Area fr
     const int top = clipped(std::floor(to.y), destination.height);
     const int bottom = clipped(std::ceil(to.y + to.height), destination.height);
     std::vector<std::uint32_t> words(static_cast<std::size_t>(destination.width));
-    for (int y = top; y < bottom && right > left; y++) {
+    for (int y = top; y < bottom && right > left; ++y) {
         canvas.read(left, y, right - left, words.data());
         for (std::uint32_t& word : words) word = destination.fromArgb(canvas.toArgb(word));
         destination.write(left, y, right - left, words.data());

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "HostTypes.h"
 
@@ -36,6 +37,11 @@ class Surface {
     /// `count` native 32-bit words of a row from (x, y) on.
     virtual void read(int x, int y, int count, std::uint32_t* words);
     virtual void write(int x, int y, int count, const std::uint32_t* words);
+
+    /// One native word. Throws std::out_of_range.
+    std::uint32_t word(int x, int y);
+    /// Straight ARGB words, row by row.
+    std::vector<std::uint32_t> argb();
 
     /// Conversion between the native word and straight (not premultiplied) ARGB.
     virtual std::uint32_t toArgb(std::uint32_t word) const = 0;

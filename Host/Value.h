@@ -9,7 +9,7 @@
 #include <utility>
 #include <variant>
 
-#include "HostTypes.h"
+#include "Owned.h"
 
 namespace qkzhost {
 
@@ -30,7 +30,7 @@ bool sameText(std::string_view, std::string_view);
 /// Lower case without blanks: two declarations that differ only in these are the same.
 std::string canonical(std::string_view);
 
-/// One argument or result. Handles are not owned: whoever receives a handle as a result releases it.
+/// One argument or result. It holds a reference to the object or string that it is.
 class Value {
  public:
     Value() = default;  // nil
@@ -47,8 +47,11 @@ class Value {
     requires(!std::same_as<T, bool>) Value(T value) : data_(static_cast<std::int64_t>(value)) {}
     Value(double value) : data_(value) {}
     Value(Color value) : data_(value) {}
-    Value(REALobjectStruct* value) : data_(value) {}
-    Value(REALstringStruct* value) : data_(value) {}
+    template <std::derived_from<REALobjectStruct> Handle>
+    Value(Owned<Handle> value) : data_(OwnedObject(std::move(value))) {}
+    Value(OwnedString value) : data_(std::move(value)) {}
+    Value(REALobjectStruct* lent) : Value(OwnedObject::shared(lent)) {}
+    Value(REALstringStruct* lent) : Value(OwnedString::shared(lent)) {}
     /// Text: a UTF-8 host string is made for the call and released after it.
     Value(std::string text) : data_(std::move(text)) {}
     Value(const char* text) : data_(std::string(text)) {}
@@ -64,19 +67,23 @@ class Value {
 
     /// No value, or a null handle.
     bool isNil() const;
+    /// Gives the reference to an object or string away.
+    void release();
     // The content; each throws std::bad_variant_access for a value of another type. Nil is a null handle.
     std::int64_t integer() const { return std::get<std::int64_t>(data_); }
     double real() const { return std::get<double>(data_); }
     bool boolean() const { return std::get<bool>(data_); }
     Color color() const { return std::get<Color>(data_); }
-    REALobjectStruct* object() const;
-    REALstringStruct* string() const;
-    REALpictureStruct* picture() const { return static_cast<REALpictureStruct*>(object()); }
-    REALmemoryBlockStruct* block() const { return static_cast<REALmemoryBlockStruct*>(object()); }
+    OwnedObject object() const { return isNil() ? nullptr : std::get<OwnedObject>(data_); }
+    OwnedString string() const { return isNil() ? nullptr : std::get<OwnedString>(data_); }
+    OwnedPicture picture() const { return OwnedPicture(static_cast<REALpictureStruct*>(object().release())); }
+    OwnedBlock block() const { return OwnedBlock(static_cast<REALmemoryBlockStruct*>(object().release())); }
+    REALobjectStruct* lentObject() const { return isNil() ? nullptr : std::get<OwnedObject>(data_).get(); }
+    REALstringStruct* lentString() const { return isNil() ? nullptr : std::get<OwnedString>(data_).get(); }
 
  private:
-    std::variant<std::monostate, std::int64_t, double, bool, Color, REALobjectStruct*, REALstringStruct*,
-                 std::string, Value*>
+    std::variant<std::monostate, std::int64_t, double, bool, Color, OwnedObject, OwnedString, std::string,
+                 Value*>
         data_;
 };
 

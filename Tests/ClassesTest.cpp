@@ -4,8 +4,6 @@
 namespace qkztest {
 namespace {
 
-using Object = Owned<REALobjectStruct>;
-
 struct Setting {
     const char* name;
     Value value;
@@ -23,12 +21,12 @@ void set(Host& host, REALobjectStruct* object, const char* name, const Value& va
 }
 
 OwnedPicture destination(Host& host, REALobjectStruct* object) {
-    return {host, host.property(object, "DestinationPicture").value().picture()};
+    return host.property(object, "DestinationPicture").value().picture();
 }
 
 TEST(Sepia, StartsWithCrossedWeights) {
     Plugin host;
-    const Object object(host, host.newInstance("PictureSepiaQKZ"));
+    const OwnedObject object(host.newInstance("PictureSepiaQKZ"));
     EXPECT_EQ(host.property(object, "FactorRed"), Value(0.299));
     EXPECT_EQ(host.property(object, "FactorBlue"), Value(0.587));
     EXPECT_EQ(host.property(object, "FactorGreen"), Value(0.114));
@@ -58,12 +56,12 @@ TEST(Sepia, WellKnownPixels) {
     Plugin host;
     const OwnedPicture source = makePicture(host, five);
     for (const auto& c : cases) {
-        const Object object(host, host.newInstance("PictureSepiaQKZ"));
+        const OwnedObject object(host.newInstance("PictureSepiaQKZ"));
         set(host, object, "SourcePicture", source.get());
         for (const Setting& setting : c.settings) set(host, object, setting.name, setting.value);
         EXPECT_TRUE(run(host, object));
         Image expected = five.blank();
-        for (std::size_t i = 0; i < c.expected.size(); i++) expected.words[i] = 0xFF000000 | c.expected[i];
+        for (std::size_t i = 0; i < c.expected.size(); ++i) expected.words[i] = 0xFF000000 | c.expected[i];
         EXPECT_SAME_IMAGE(readPicture(host, destination(host, object)), expected) << &c - cases;
     }
 }
@@ -72,25 +70,25 @@ class Runs : public testing::TestWithParam<const char*> {};
 
 TEST_P(Runs, FailAndChangeNothing) {
     Plugin host;
-    const Object object(host, host.newInstance(GetParam()));
+    const OwnedObject object(host.newInstance(GetParam()));
     EXPECT_FALSE(run(host, object));
     const OwnedPicture source = makePicture(host, row({0x102030})), old = makePicture(host, row({1, 2}));
-    const Object unreadable(host, host.newInstance("Picture"));
+    const OwnedObject unreadable(host.newInstance("Picture"));
     set(host, object, "DestinationPicture", old.get());
     set(host, object, "SourcePicture", unreadable.get());
     EXPECT_FALSE(run(host, object));
     set(host, object, "SourcePicture", source.get());
-    host.failCall("newPicture", 1);
-    const Census before = host.census();
+    host.faults.failCall("newPicture", 1);
+    const Census before = host.objects.census();
     EXPECT_FALSE(run(host, object));
-    EXPECT_EQ(host.census(), before);
+    EXPECT_EQ(host.objects.census(), before);
     EXPECT_EQ(destination(host, object).get(), old.get());
 }
 
 TEST_P(Runs, ReplaceTheDestination) {
     const bool releases = std::string_view(GetParam()) == "PictureLut3DQKZ";
     Plugin host;
-    const Object object(host, host.newInstance(GetParam()));
+    const OwnedObject object(host.newInstance(GetParam()));
     const OwnedPicture source = makePicture(host, row({0x102030}));
     set(host, object, "SourcePicture", source.get());
     EXPECT_TRUE(run(host, object));
@@ -102,16 +100,16 @@ TEST_P(Runs, ReplaceTheDestination) {
     EXPECT_NE(first, second);
     set(host, object, "SourcePicture", nullptr);
     // The Sepia class keeps the earlier one alive: programs may still use it without a reference.
-    EXPECT_EQ(host.classOf(first), releases ? "" : "Picture");
-    if (!releases) host.unlock(first);
-    EXPECT_EQ(host.classOf(first), "");
+    EXPECT_EQ(host.objects.classOf(first), releases ? "" : "Picture");
+    if (!releases) host.objects.unlock(first);
+    EXPECT_EQ(host.objects.classOf(first), "");
 
     set(host, object, "SourcePicture", source.get());
-    for (int i = 0; i < 2; i++) {
-        host.call("Close", {object.get()});
+    for (int i = 0; i < 2; ++i) {
+        host.call("Close", {object});
         for (const char* name : {"SourcePicture", "DestinationPicture"})
             EXPECT_TRUE(host.property(object, name).value().isNil()) << name;
-        EXPECT_EQ(host.classOf(second), "");
+        EXPECT_EQ(host.objects.classOf(second), "");
     }
     EXPECT_FALSE(run(host, object));
 }
@@ -120,21 +118,24 @@ INSTANTIATE_TEST_SUITE_P(All, Runs, testing::Values("PictureSepiaQKZ", "PictureL
 
 TEST(Lut3D, TableKeepsWhatIsWithinIt) {
     Plugin host;
-    const Object object(host, host.newInstance("PictureLut3DQKZ"));
-    const Object neighbour(host, host.newInstance("PictureLut3DQKZ"));
+    const OwnedObject object(host.newInstance("PictureLut3DQKZ"));
+    const OwnedObject neighbour(host.newInstance("PictureLut3DQKZ"));
     const auto entry = [&](REALobjectStruct* of, std::int64_t r, std::int64_t g, std::int64_t b,
                            std::int64_t x) {
         return host.call("Table", {of, r, g, b, x}).real();
     };
     for (const bool written : {false, true}) {
         double next = 0.5;
-        for (const int r : {0, 1, 17})
-            for (const int g : {0, 2, 17})
-                for (const int b : {0, 3, 17})
+        for (const int r : {0, 1, 17}) {
+            for (const int g : {0, 2, 17}) {
+                for (const int b : {0, 3, 17}) {
                     for (const int x : {0, 1, 2}) {
                         EXPECT_EQ(entry(object, r, g, b, x), written ? next : 0);
-                        host.assign("Table", {object.get(), r, g, b, x}, next++);
+                        host.assign("Table", {object, r, g, b, x}, next++);
                     }
+                }
+            }
+        }
     }
     constexpr std::int64_t largest = 0xFFFFFFFF;
     for (const auto& [r, g, b, x] : {std::array<std::int64_t, 4>{18, 0, 0, 0},
@@ -143,7 +144,7 @@ TEST(Lut3D, TableKeepsWhatIsWithinIt) {
                                      {0, 0, 0, 3},
                                      {largest, largest, largest, largest},
                                      {0x80000000, 17, 17, 2}}) {
-        host.assign("Table", {object.get(), r, g, b, x}, 7.0);
+        host.assign("Table", {object, r, g, b, x}, 7.0);
         EXPECT_EQ(entry(object, r, g, b, x), 0);
     }
     EXPECT_EQ(entry(object, 0, 0, 0, 0), 0.5);
@@ -152,14 +153,16 @@ TEST(Lut3D, TableKeepsWhatIsWithinIt) {
 
 TEST(Lut3D, WellKnownPixels) {
     Plugin host;
-    const Object object(host, host.newInstance("PictureLut3DQKZ"));
+    const OwnedObject object(host.newInstance("PictureLut3DQKZ"));
     // Red follows red, green is blue's index alone, blue the sum of all: at the cells' corners exactly.
-    for (int r = 0; r < 18; r++)
-        for (int g = 0; g < 18; g++)
-            for (int b = 0; b < 18; b++) {
+    for (int r = 0; r < 18; ++r) {
+        for (int g = 0; g < 18; ++g) {
+            for (int b = 0; b < 18; ++b) {
                 const double values[] = {r * 10.0, b * 20.0 - 100, r + g + b + 0.5};
-                for (int x = 0; x < 3; x++) host.assign("Table", {object.get(), r, g, b, x}, values[x]);
+                for (int x = 0; x < 3; ++x) host.assign("Table", {object, r, g, b, x}, values[x]);
             }
+        }
+    }
     // Value v lies v mod 17 / 17 of the way from index min(v div 17 + 1, 15) to the next.
     const OwnedPicture source = makePicture(host, row({0xFF000000, 0x00112233, 0xFFFFFFFF, 0xFF08F0EF}));
     set(host, object, "SourcePicture", source.get());

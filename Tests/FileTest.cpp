@@ -1,8 +1,5 @@
 // The shared object as a file: what it exports and needs, how it is linked, and what it does when started.
-#include <sys/wait.h>
-
 #include <algorithm>
-#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -16,19 +13,8 @@ namespace {
 
 using Names = std::set<std::string>;
 
-/// What a command prints, and its exit status.
-std::pair<std::string, int> run(const std::string& command) {
-    std::FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return {"", -1};
-    std::string text;
-    char buffer[4096];
-    while (const std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) text.append(buffer, n);
-    const int status = pclose(pipe);
-    return {text, WIFEXITED(status) ? WEXITSTATUS(status) : -1};
-}
-
 std::string elf(const std::string& what) {
-    return run("readelf --wide --" + what + " '" QKZ_PLUGIN "'").first;
+    return runCommand("readelf --wide --" + what + " '" QKZ_PLUGIN "'").text;
 }
 
 /// What the expression's group matches in the text.
@@ -90,8 +76,9 @@ TEST(File, IsStripped) { EXPECT_EQ(found(elf("section-headers"), R"((\.symtab|\.
 #endif
 
 TEST(File, StartedAsAProgramPrintsItsBanner) {
-    EXPECT_EQ(run("'" QKZ_PLUGIN "'"),
-              std::pair(std::string("QKZ Plugin, version 24.5, built Nov 11 2024\n"), 0));
+    const Outcome outcome = runCommand("'" QKZ_PLUGIN "'");
+    EXPECT_EQ(outcome.text, "QKZ Plugin, version 24.5, built Nov 11 2024\n");
+    EXPECT_EQ(outcome.status, 0);
 }
 
 #endif

@@ -14,10 +14,9 @@ std::array<bool, 3> blocksMade(Host& host, const Value& picture) {
     host.call("CountColorsQKZ", {picture, &blocks[0], &blocks[1], &blocks[2], &count});
     EXPECT_EQ(count, Value(-1));
     std::array<bool, 3> made{};
-    for (std::size_t i = 0; i < 3; i++) {
+    for (std::size_t i = 0; i < 3; ++i) {
         if (blocks[i].isNil()) continue;
-        const Owned<REALmemoryBlockStruct> owned(host, blocks[i].block());
-        EXPECT_TRUE(std::ranges::equal(host.bytes(owned), Bytes(1024)));
+        EXPECT_TRUE(std::ranges::equal(host.objects.bytes(blocks[i].block()), Bytes(1024)));
         made[i] = true;
     }
     return made;
@@ -25,8 +24,8 @@ std::array<bool, 3> blocksMade(Host& host, const Value& picture) {
 
 TEST(Looking, NothingIsSeenInAPictureThatCannotBeRead) {
     Plugin host;
-    const OwnedPicture empty(host, static_cast<PictureHandle>(host.newInstance("Picture")));
-    const OwnedPicture good(host, host.newPicture(2, 2));
+    const OwnedPicture empty(Value(host.newInstance("Picture")).picture());
+    const OwnedPicture good(host.newPicture(2, 2));
     for (const Value& picture : {Value(nullptr), Value(empty.get())}) {
         for (const char* method : {"isGrayQKZ", "isWhiteQKZ", "isBlackQKZ", "HasMaskQKZ"})
             EXPECT_EQ(host.call(method, {picture}), Value(false)) << method;
@@ -34,14 +33,16 @@ TEST(Looking, NothingIsSeenInAPictureThatCannotBeRead) {
         EXPECT_EQ(host.call("ColornessQKZ", {picture}), Value(0.0));
         EXPECT_EQ(host.call("CountColorQKZ", {picture, Color{0}}), Value(0));
         Value x = 5, y = 5;
-        EXPECT_EQ(host.call("FindPictureQKZ", {picture, good.get(), &x, &y}), Value(false));
+        EXPECT_EQ(host.call("FindPictureQKZ", {picture, good, &x, &y}), Value(false));
         EXPECT_EQ(x, Value(0));
         EXPECT_EQ(y, Value(0));
-        for (const char* method : {"ScrollVerticalQKZ", "ScrollHorizontalQKZ"})
-            for (const int delta : {0, 1})
+        for (const char* method : {"ScrollVerticalQKZ", "ScrollHorizontalQKZ"}) {
+            for (const int delta : {0, 1}) {
                 EXPECT_EQ(host.call(method, {picture, delta, true, true}),
                           Value(delta == 0 || std::string_view(method) == "ScrollHorizontalQKZ"))
                     << method << ' ' << delta;
+            }
+        }
 
         EXPECT_EQ(blocksMade(host, picture), (std::array{true, true, true}));  // before it is opened
     }
@@ -84,27 +85,27 @@ TEST(CountColors, OneBlockMayTakeSeveralChannels) {
     const Image image = randomImage(random, Format::xrgb, false, 7, 5);
     const OwnedPicture picture = makePicture(host, image);
     for (const auto& use : {std::array{0, 0, 1}, {0, 1, 0}, {1, 0, 0}, {0, 0, 0}}) {
-        const Owned<REALmemoryBlockStruct> blocks[] = {{host, host.newMemoryBlock(Bytes(1024))},
-                                                       {host, host.newMemoryBlock(Bytes(1024))}};
+        const OwnedBlock blocks[] = {host.objects.newMemoryBlock(Bytes(1024)),
+                                     host.objects.newMemoryBlock(Bytes(1024))};
         Value given[3], count;
         Bytes expected[2] = {Bytes(1024), Bytes(1024)};
-        for (std::size_t i = 0; i < 3; i++) {
+        for (std::size_t i = 0; i < 3; ++i) {
             const auto block = static_cast<std::size_t>(use[i]);
             given[i] = blocks[block].get();
-            for (const std::uint32_t word : image.words) expected[block][(word >> (16 - 8 * i) & 255) * 4]++;
+            for (const std::uint32_t word : image.words) ++expected[block][(word >> (16 - 8 * i) & 255) * 4];
         }
-        host.call("CountColorsQKZ", {picture.get(), &given[0], &given[1], &given[2], &count});
+        host.call("CountColorsQKZ", {picture, &given[0], &given[1], &given[2], &count});
         EXPECT_EQ(count, Value(35));
-        for (std::size_t i = 0; i < 2; i++)
-            EXPECT_TRUE(std::ranges::equal(host.bytes(blocks[i]), expected[i])) << i;
+        for (std::size_t i = 0; i < 2; ++i)
+            EXPECT_TRUE(std::ranges::equal(host.objects.bytes(blocks[i]), expected[i])) << i;
     }
 }
 
 TEST(CountColors, BlockThatCannotBeMadeLeavesTheOthers) {
     for (const int failing : {0, 1, 2}) {
         Plugin host;
-        const OwnedPicture picture(host, host.newPicture(3, 3));
-        host.failCall("MemoryBlock", failing + 1);
+        const OwnedPicture picture(host.newPicture(3, 3));
+        host.faults.failCall("MemoryBlock", failing + 1);
         EXPECT_EQ(blocksMade(host, picture.get()), (std::array{failing != 0, failing != 1, failing != 2}));
     }
 }
@@ -115,7 +116,7 @@ using Search = OnStorage;
 /// the 128 that are asked at once.
 TEST_P(Search, WideNeedle) {
     const Image blank = Image{storage.format, storage.alpha}.blank(340, 4);
-    for (const auto& [x, y] : {std::pair(0, 0), {63, 1}, {64, 1}, {127, 0}, {128, 2}, {138, 2}, {139, 2}})
+    for (const auto& [x, y] : {std::pair(0, 0), {63, 1}, {64, 1}, {127, 0}, {128, 2}, {138, 2}, {139, 2}}) {
         for (const int place : {0, 127, 128, 129, 200, -1}) {
             Image image = blank, needle = blank.blank(140, 3);
             needle.word(x, y) ^= 0x400000;
@@ -124,27 +125,29 @@ TEST_P(Search, WideNeedle) {
                            {needle, std::int64_t{5}, std::int64_t{5}, std::int64_t{0}, std::int64_t{0},
                             std::int64_t{3}});
         }
+    }
 }
 
 ON_EVERY_STORAGE(Search);
 
 TEST(HasMask, TellsOfMasksAndMakesNone) {
     const char* const method = "Mask(create As Boolean = True) As Picture";
-    for (const double version : {2012.0, 2020.0, 2020.01, 2024.0, 3000.0})
+    for (const double version : {2012.0, 2020.0, 2020.01, 2024.0, 3000.0}) {
         for (const bool missing : {false, true}) {
             SCOPED_TRACE(testing::Message() << version << (missing ? ", no method" : ""));
             Plugin host({.version = version});
-            if (missing) host.omit(method);
-            const OwnedPicture picture(host, host.newPicture(2, 2)), mask(host, host.newPicture(2, 2));
+            if (missing) host.faults.omit(method);
+            const OwnedPicture picture(host.newPicture(2, 2)), mask(host.newPicture(2, 2));
             for (const bool has : {false, true, false}) {
-                host.setMask(picture, has ? mask.get() : nullptr);
-                EXPECT_EQ(host.call("HasMaskQKZ", {picture.get()}), Value(has));
-                EXPECT_EQ(host.mask(picture), has ? mask.get() : nullptr);
+                host.objects.picture(picture).mask = has ? mask : nullptr;
+                EXPECT_EQ(host.call("HasMaskQKZ", {picture}), Value(has));
+                EXPECT_EQ(host.objects.picture(picture).mask, has ? mask.get() : nullptr);
             }
             const bool byMethod = version > 2020.0 && !missing;
-            EXPECT_EQ(host.called(method), byMethod ? 3 : 0);
-            EXPECT_EQ(host.called("REALGetPictureMask"), byMethod ? 0 : 3);
+            EXPECT_EQ(host.faults.called(method), byMethod ? 3 : 0);
+            EXPECT_EQ(host.faults.called("REALGetPictureMask"), byMethod ? 0 : 3);
         }
+    }
 }
 
 }  // namespace

@@ -26,59 +26,39 @@ std::string shown(const Cell& cell) {
     return text.str();
 }
 
-/// Turns cells into host values, and keeps what was made for them until the end.
-class Values {
- public:
-    explicit Values(Host& host) : host_(host) {}
-    ~Values() {
-        for (REALobjectStruct* object : objects_) host_.unlock(object);
-    }
-    Value from(const Cell& cell) {
-        return std::visit(
-            Overloaded{[](std::monostate) { return Value(); },
-                       [&](const Image& image) { return keep(made(image)); },
-                       [&](const Bytes& bytes) { return keep(host_.newMemoryBlock(bytes)); },
-                       [](const RaisedException&) -> Value { throw std::logic_error("no value"); },
-                       [](const auto& value) { return Value(value); }},
-            cell);
-    }
-    /// Looks at a value. An object in it is released at the end if the call gave it to us;
-    /// a string always is given.
-    Cell to(const Value& value, bool given) {
-        if (value.isNil()) return {};
-        if (const auto* integer = value.as<std::int64_t>()) return *integer;
-        if (const auto* real = value.as<double>()) return *real;
-        if (const auto* boolean = value.as<bool>()) return *boolean;
-        if (const auto* color = value.as<Color>()) return *color;
-        if (const auto* text = value.as<std::string>()) return *text;
-        if (value.as<REALstringStruct*>()) {
-            const Owned<REALstringStruct> owned(host_, value.string());
-            return host_.text(value.string());
-        }
-        if (given) keep(value.object());
-        if (host_.classOf(value.object()) == "Picture")
-            return host_.property(value.object(), "Width") ? readPicture(host_, value.picture()) : Image{};
-        const auto bytes = host_.bytes(value.block());
-        return Bytes(bytes.begin(), bytes.end());
-    }
-    Value keep(REALobjectStruct* object) {
-        objects_.push_back(object);
-        return object;
-    }
+OwnedPicture made(Host& host, const Image& image) {
+    if (image.words.empty()) return Value(host.newInstance("Picture")).picture();  // never constructed
+    const Storage usual = host.settings.storage;
+    if (image.format == Format::xrgb) host.settings.storage = Storage::cairo;
+    OwnedPicture picture = makePicture(host, image);
+    host.settings.storage = usual;
+    return picture;
+}
 
- private:
-    REALobjectStruct* made(const Image& image) {
-        if (image.words.empty()) return host_.newInstance("Picture");  // never constructed
-        const Storage usual = host_.settings.storage;
-        if (image.format == Format::xrgb) host_.settings.storage = Storage::cairo;
-        const OwnedPicture picture = makePicture(host_, image);
-        host_.settings.storage = usual;
-        host_.lock(picture);
-        return picture;
+Value toValue(Host& host, const Cell& cell) {
+    return std::visit(
+        Overloaded{[](std::monostate) { return Value(); },
+                   [&](const Image& image) { return Value(made(host, image)); },
+                   [&](const Bytes& bytes) { return Value(host.objects.newMemoryBlock(bytes)); },
+                   [](const RaisedException&) -> Value { throw std::logic_error("no value"); },
+                   [](const auto& value) { return Value(value); }},
+        cell);
+}
+
+Cell toCell(Host& host, const Value& value) {
+    if (value.isNil()) return {};
+    if (const auto* integer = value.as<std::int64_t>()) return *integer;
+    if (const auto* real = value.as<double>()) return *real;
+    if (const auto* boolean = value.as<bool>()) return *boolean;
+    if (const auto* color = value.as<Color>()) return *color;
+    if (const auto* text = value.as<std::string>()) return *text;
+    if (value.as<OwnedString>()) return host.objects.text(value.string());
+    if (host.objects.classOf(value.object()) == "Picture") {
+        return host.property(value.object(), "Width") ? readPicture(host, value.picture()) : Image{};
     }
-    Host& host_;
-    std::vector<REALobjectStruct*> objects_;
-};
+    const auto bytes = host.objects.bytes(value.block());
+    return Bytes(bytes.begin(), bytes.end());
+}
 
 bool isNaN(const Cell& cell) {
     const auto* real = std::get_if<double>(&cell);
@@ -87,22 +67,12 @@ bool isNaN(const Cell& cell) {
 
 void expectSame(const Cell& actual, const Cell& expected, const std::string& what) {
     const auto *image = std::get_if<Image>(&actual), *wanted = std::get_if<Image>(&expected);
-    if (image && wanted)
+    if (image && wanted) {
         EXPECT_EQ(difference(*image, *wanted), "") << what;
-    else
+    } else {
         EXPECT_TRUE(actual == expected || (isNaN(actual) && isNaN(expected)))
             << what << " is " << shown(actual) << " instead of " << shown(expected);
-}
-
-/// The method of the name that takes so many arguments besides the picture.
-const Method* overload(Host& host, const char* name, std::size_t arguments) {
-    for (const Method* method : host.find(name)) {
-        const std::size_t picture = method->selfClass.empty() ? 1 : 0;
-        if (method->leastArguments() <= arguments + picture &&
-            method->declaration.parameters.size() >= arguments + picture)
-            return method;
     }
-    return nullptr;
 }
 
 }  // namespace
@@ -112,48 +82,49 @@ void checkOperation(Host& host, const Operation& operation, const Image& picture
     for (const Cell& cell : arguments) trace += (trace.ends_with('(') ? "" : ", ") + shown(cell);
     SCOPED_TRACE(trace + ") of " + shown(picture));
 
-    const Census before = host.census();
+    const Census before = host.objects.census();
     {
-        Values values(host);
-        const Value self = values.from(picture);
+        const Value self = toValue(host, picture);
         std::deque<Value> variables;  // a value each, whether or not it is passed by reference
         std::vector<Value> given{self};
-        for (const Cell& cell : arguments) variables.push_back(values.from(cell));
-        const Method* method = operation.call ? nullptr : overload(host, operation.method, arguments.size());
-        ASSERT_TRUE(method || operation.call);
-        const std::size_t first = method && method->selfClass.empty() ? 1 : 0;
-        const std::deque<Value> originals = variables;
-        for (std::size_t i = 0; i < arguments.size(); i++)
-            given.push_back(method && method->declaration.parameters[i + first].byref ? Value(&variables[i])
-                                                                                      : variables[i]);
+        for (const Cell& cell : arguments) variables.push_back(toValue(host, cell));
+        const Method* method = nullptr;
+        if (!operation.call) {
+            const Methods methods = host.registry.find(operation.method);
+            method = chooseOverload(methods, 1 + arguments.size(), [](const Method&) {}).method;
+            ASSERT_TRUE(method);
+        }
+        for (std::size_t i = 0; i < arguments.size(); ++i) {
+            given.push_back(method && method->parameters()[1 + i].byref ? Value(&variables[i])
+                                                                        : variables[i]);
+        }
 
         const Value result = method ? host.invoke(*method, given) : operation.call(host, given);
         Image expectedPicture = picture;
         Cells expected = arguments;
         const Cell answer = operation.answer(expectedPicture, expected);
-        const auto raised = host.takeException();
-        expectSame(raised ? Cell(*raised) : values.to(result, true), answer, "the result");
-        EXPECT_TRUE(!raised || result.isNil() || !result.as<REALobjectStruct*>());
-        expectSame(values.to(self, false), expectedPicture, "the picture itself");
-        for (std::size_t i = 0; i < arguments.size(); i++) {
-            // A variable that the call replaced holds a reference of ours.
-            const bool replaced = !(variables[i] == originals[i]);
-            expectSame(values.to(variables[i], replaced), expected[i], "argument " + std::to_string(i + 1));
+        const auto raised = host.exceptions.take();
+        expectSame(raised ? Cell(*raised) : toCell(host, result), answer, "the result");
+        EXPECT_TRUE(!raised || result.isNil() || !result.as<OwnedObject>());
+        expectSame(toCell(host, self), expectedPicture, "the picture itself");
+        for (std::size_t i = 0; i < arguments.size(); ++i) {
+            expectSame(toCell(host, variables[i]), expected[i], "argument " + std::to_string(i + 1));
         }
     }
-    EXPECT_EQ(host.census(), before);
+    EXPECT_EQ(host.objects.census(), before);
 }
 
 void checkOperation(Host& host, const Operation& operation, const StorageCase& storage, int rounds) {
     constexpr int sizes[][2] = {{1, 1}, {1, 7}, {9, 1}, {64, 3}, {5, 4}, {33, 17}, {4, 40}, {131, 2}};
-    for (const auto& [width, height] : sizes)
-        for (int round = 0; round < rounds; round++) {
+    for (const auto& [width, height] : sizes) {
+        for (int round = 0; round < rounds; ++round) {
             Random random(static_cast<std::uint64_t>(width * 1000 + round));
             Image picture = randomImage(random, storage.format, storage.alpha, width, height);
             if (operation.prepare) operation.prepare(random, picture);
             checkOperation(host, operation, picture, operation.arguments(random, picture));
             if (testing::Test::HasFatalFailure() || testing::Test::HasNonfatalFailure()) return;
         }
+    }
 }
 
 const std::vector<Operation>& operations() {
@@ -180,12 +151,13 @@ Image opaque(const Image& like, int width, int height) {
 }
 
 Image painted(const Image& source, Image target, const std::function<Rgba(int x, int y)>& f) {
-    for (int y = 0; y < source.height; y++)
-        for (int x = 0; x < source.width; x++) {
+    for (int y = 0; y < source.height; ++y) {
+        for (int x = 0; x < source.width; ++x) {
             Rgba p = f(x, y);
             p.a = target.format == Format::gd ? 0 : 255;
             target.set(x, y, p);
         }
+    }
     return target;
 }
 

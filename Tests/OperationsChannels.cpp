@@ -31,7 +31,7 @@ Cell otherPicture(Random& random, const Image& picture) {
 template <int count>
 Cells pictures(Random& random, const Image& picture) {
     Cells cells;
-    for (int i = 0; i < count; i++) cells.emplace_back(otherPicture(random, picture));
+    for (int i = 0; i < count; ++i) cells.emplace_back(otherPicture(random, picture));
     return cells;
 }
 
@@ -78,7 +78,7 @@ Cell merged(Image& picture, Cells& cells) {
 
 Cells tablesAndDestination(Random& random, const Image& picture) {
     Cells cells;
-    for (int i = 0; i < 3; i++) {
+    for (int i = 0; i < 3; ++i) {
         Bytes table(random.oneIn(20) ? random.of<std::size_t>({0, 1, 255}) : random.of({256U, 257U, 1024U}));
         for (std::uint8_t& byte : table) byte = static_cast<std::uint8_t>(random.word());
         cells.emplace_back(random.oneIn(20) ? Cell() : Cell(table));
@@ -89,10 +89,11 @@ Cells tablesAndDestination(Random& random, const Image& picture) {
 
 Cell transformed(Image& picture, Cells& cells) {
     constexpr std::pair<int, const char*> order[] = {{0, "red"}, {2, "green"}, {1, "blue"}};
-    for (const auto& [i, name] : order)
+    for (const auto& [i, name] : order) {
         if (cells[static_cast<std::size_t>(i)].index() == 0)
             return RaisedException{"NilObjectException", std::string(name) + " memoryblock is nil", 0};
-    const Bytes *red = std::get_if<Bytes>(&cells[0]), *blue = std::get_if<Bytes>(&cells[1]),
+    }
+    const Bytes *red = std::get_if<Bytes>(&cells.front()), *blue = std::get_if<Bytes>(&cells[1]),
                 *green = std::get_if<Bytes>(&cells[2]);
     if (std::min({red->size(), blue->size(), green->size()}) < 256) return {};
     Image* destination = std::get_if<Image>(&cells[3]);
@@ -124,7 +125,7 @@ Cells tablesOnly(Random& random, const Image& picture) {
 Cell transformedInPlace(Image& picture, Cells& cells) {
     Cells all = cells;
     all.emplace_back(picture);
-    const Cell result = transformed(picture, all);
+    Cell result = transformed(picture, all);
     picture = std::get<Image>(all[3]);
     return result;
 }
@@ -141,11 +142,12 @@ Cells swapAndMask(Random& random, const Image& picture) {
 Cell maskSet(Image& picture, Cells& cells) {
     const Image* mask = readable(cells[1]);
     if (!mask || picture.format == Format::rgb) return {};
-    for (int y = 0; y < std::min(picture.height, mask->height); y++)
-        for (int x = 0; x < std::min(picture.width, mask->width); x++) {
+    for (int y = 0; y < std::min(picture.height, mask->height); ++y) {
+        for (int x = 0; x < std::min(picture.width, mask->width); ++x) {
             const int red = mask->at(x, y).r, value = std::get<bool>(cells[0]) ? 255 - red : red;
             picture.word(x, y) = (picture.word(x, y) & 0xFFFFFF00) | static_cast<std::uint32_t>(value);
         }
+    }
     return {};
 }
 
@@ -157,7 +159,7 @@ Value setMask(Host& host, const std::vector<Value>& given) {
 Value run(Host& host, REALobjectStruct* object, const Value& source) {
     EXPECT_TRUE(host.setProperty(object, "SourcePicture", source));
     const bool done = host.call("Run", {object}).boolean();
-    const Value result = host.property(object, "DestinationPicture").value();
+    Value result = host.property(object, "DestinationPicture").value();
     EXPECT_EQ(done, !result.isNil());
     return result;
 }
@@ -171,22 +173,24 @@ Cells areaArguments(Random& random, const Image& picture) {
 }
 
 void setArea(Host& host, REALobjectStruct* object, const std::vector<Value>& given) {
-    for (std::size_t i = 0; i < 4; i++) EXPECT_TRUE(host.setProperty(object, areaNames[i], given[i + 1]));
+    for (std::size_t i = 0; i < 4; ++i) EXPECT_TRUE(host.setProperty(object, areaNames[i], given[i + 1]));
 }
 
 /// The area, then the three tints and the weights of red, green and blue.
 Cells sepiaArguments(Random& random, const Image& picture) {
     using Reals = std::numeric_limits<double>;
     Cells cells = areaArguments(random, picture);
-    for (int i = 0; i < 3; i++)
+    for (int i = 0; i < 3; ++i) {
         cells.emplace_back(random.of({std::int64_t{0}, std::int64_t{random.below(512)} - 256,
                                       std::int64_t{0x7FFFFFF0}, std::int64_t{-0x7FFFFFF0}, Integers::max(),
                                       Integers::min(), (std::int64_t{7} << 32) + random.below(256)}));
-    for (const double usual : {0.299, 0.587, 0.114})
+    }
+    for (const double usual : {0.299, 0.587, 0.114}) {
         cells.emplace_back(random.oneIn(2) ? usual
                                            : random.of({0.0, -0.5, 3.0009, 1e300, 8224.5, -8224.5, 2097151.9,
                                                         random.below(2000) / 1000.0, Reals::quiet_NaN(),
                                                         Reals::infinity(), -Reals::infinity()}));
+    }
     return cells;
 }
 
@@ -203,13 +207,14 @@ Cell sepia(Image& picture, Cells& cells) {
     const auto weight = [&](std::size_t i) { return truncatedTo32(std::get<double>(cells[i]) * 1024); };
     const Wide wr = weight(7), wg = weight(8), wb = weight(9);
     Image result = opaque(picture);
-    for (int y = 0; y < count(1, picture.height); y++)
-        for (int x = 0; x < count(0, picture.width); x++) {
+    for (int y = 0; y < count(1, picture.height); ++y) {
+        for (int x = 0; x < count(0, picture.width); ++x) {
             const Rgba p = picture.at(x, y);
             const int gray = narrow(p.r * wr + p.g * wg + p.b * wb) / 1024;
             const auto tint = [&](std::size_t i) { return byteOf(narrow(Wide{integer(cells, i)} + gray)); };
             result.set(x, y, {tint(4), tint(5), tint(6), picture.format == Format::gd ? 0 : 255});
         }
+    }
     return result;
 }
 
@@ -217,9 +222,9 @@ Value runSepia(Host& host, const std::vector<Value>& given) {
     // The names of two factors are crossed.
     constexpr const char* names[] = {"SepiaRed",  "SepiaGreen", "SepiaBlue",
                                      "FactorRed", "FactorBlue", "FactorGreen"};
-    const Owned<REALobjectStruct> object(host, host.newInstance("PictureSepiaQKZ"));
+    const OwnedObject object(host.newInstance("PictureSepiaQKZ"));
     setArea(host, object, given);
-    for (std::size_t i = 0; i < 6; i++) EXPECT_TRUE(host.setProperty(object, names[i], given[i + 5]));
+    for (std::size_t i = 0; i < 6; ++i) EXPECT_TRUE(host.setProperty(object, names[i], given[i + 5]));
     return run(host, object, given[0]);
 }
 
@@ -230,11 +235,12 @@ std::vector<double> lut(std::int64_t seed) {
     const bool wild = random.oneIn(3);
     std::vector<double> table;
     if (random.oneIn(4)) table.assign(18 * 18 * 18 * 3, random.below(256));
-    while (table.size() < 18 * 18 * 18 * 3)
+    while (table.size() < 18 * 18 * 18 * 3) {
         table.push_back(wild && random.oneIn(8)
                             ? random.of({Reals::quiet_NaN(), Reals::infinity(), -Reals::infinity(), 1e300,
                                          -1e300, 1.7e308, 255.99, 256.0, -0.99, 4294967295.0})
                             : random.below(300000) / 1000.0 - 20);
+    }
     return table;
 }
 
@@ -274,11 +280,11 @@ Cell lutApplied(Image& picture, Cells& cells) {
 }
 
 Value runLut(Host& host, const std::vector<Value>& given) {
-    const Owned<REALobjectStruct> object(host, host.newInstance("PictureLut3DQKZ"));
+    const OwnedObject object(host.newInstance("PictureLut3DQKZ"));
     setArea(host, object, given);
     // Behind two handles and four integers; setting entry by entry is tested, but too slow for here.
-    std::byte* const data =
-        reinterpret_cast<std::byte*>(object.get()) + host.registration("PictureLut3DQKZ")->instanceOffset;
+    std::byte* const data = reinterpret_cast<std::byte*>(object.get()) +
+                            host.registry.registration("PictureLut3DQKZ")->instanceOffset;
     std::ranges::copy(lut(given[5].integer()), reinterpret_cast<double*>(data + 48));
     return run(host, object, given[0]);
 }

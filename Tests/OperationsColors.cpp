@@ -24,14 +24,15 @@ template <int count>
 Cells reals(Random& random, const Image&) {
     using Limits = std::numeric_limits<double>;
     Cells cells;
-    for (int i = 0; i < count; i++) {
+    for (int i = 0; i < count; ++i) {
         const double any = random.below(60001) - 30000;
-        if (random.oneIn(3))
+        if (random.oneIn(3)) {
             cells.emplace_back(random.of({Limits::quiet_NaN(), Limits::infinity(), -Limits::infinity(), 1e300,
                                           -1e300, 1e10, -1e10, 2147483520.5, -2147483520.5, -0.0, -1.0, 255.0,
                                           -255.0, 300.0, 16909320.0}));
-        else
+        } else {
             cells.emplace_back(any / random.of({1.0, 100.0, 10000.0}));
+        }
     }
     return cells;
 }
@@ -91,7 +92,7 @@ Cell saturation(Image& picture, Cells& cells) {
 template <int count>
 Cells colors(Random& random, const Image& picture) {
     Cells cells;
-    for (int i = 0; i < count; i++) cells.emplace_back(Color{random.word()});
+    for (int i = 0; i < count; ++i) cells.emplace_back(Color{random.word()});
     const std::uint32_t word = picture.word(random.below(picture.width), random.below(picture.height));
     if (random.oneIn(2)) cells[0] = Color{word ^ (random.word() & 0xFF000000)};
     return cells;
@@ -168,22 +169,25 @@ Cell rectangleMask(Image& picture, Cells& cells) {
     std::vector<std::uint8_t> colored(static_cast<std::size_t>((width + 2) * (height + 2)));
     std::vector<std::uint8_t> covered = colored;
     const auto at = [&](int x, int y) { return static_cast<std::size_t>((y + 1) * (width + 2) + x + 1); };
-    for (int y = region.top; y < region.bottom; y++)  // from the picture's first row on
-        for (int x = region.left; x < region.right; x++)
+    for (int y = region.top; y < region.bottom; ++y) {  // from the picture's first row on
+        for (int x = region.left; x < region.right; ++x)
             colored[at(x, y)] = isColored(picture, region.left, x, y - region.top);
+    }
 
     const auto first = [&] {
-        for (int y = 0; y < height; y++)
-            for (int x = 0; x < width; x++)
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x)
                 if (colored[at(x, y)]) return std::pair(x, y);
+        }
         return std::pair(-1, -1);
     };
     for (auto [x0, y0] = first(); x0 >= 0; std::tie(x0, y0) = first()) {
         int left = x0, right = x0, top = y0, bottom = y0;
-        const auto any = [&](int fromX, int toX, int fromY, int toY) {
-            for (int y = fromY; y <= toY; y++)
-                for (int x = fromX; x <= toX; x++)
+        const auto any = [&](int firstX, int lastX, int firstY, int lastY) {
+            for (int y = firstY; y <= lastY; ++y) {
+                for (int x = firstX; x <= lastX; ++x)
                     if (colored[at(x, y)]) return true;
+            }
             return false;
         };
         for (bool grew = true; grew;) {
@@ -197,8 +201,8 @@ Cell rectangleMask(Image& picture, Cells& cells) {
             right += toRight;
             grew = up || down || toLeft || toRight;
         }
-        for (int y = top; y <= bottom; y++)
-            for (int x = left; x <= right; x++) colored[at(x, y)] = 0, covered[at(x, y)] = 1;
+        for (int y = top; y <= bottom; ++y)
+            for (int x = left; x <= right; ++x) colored[at(x, y)] = 0, covered[at(x, y)] = 1;
     }
     return painted(picture, opaque(picture), [&](int x, int y) { return gray(covered[at(x, y)] ? 0 : 255); });
 }

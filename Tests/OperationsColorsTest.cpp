@@ -78,20 +78,20 @@ TEST(PictureMakers, WellKnownPixels) {
         SCOPED_TRACE(testing::Message() << known.method << " of " << std::hex << known.from);
         const OwnedPicture picture = makePicture(host, opaqueImage(1, 1, {known.from}));
         const OwnedPicture result = pictureOf(host, known.method, withSelf(picture.get(), known.arguments));
-        EXPECT_EQ(host.word(result, 0, 0), 0xFF000000 | known.to);
+        EXPECT_EQ(host.objects.surface(result).word(0, 0), 0xFF000000 | known.to);
     }
 }
 
 TEST(PictureMakers, TakeResolutionAndAlphaOnlyFromAReader) {
     for (const bool alpha : {false, true}) {
         Plugin host;
-        const OwnedPicture picture(host, host.newPicture(2, 2, alpha));
-        host.setResolution(picture, 144, 150);
+        const OwnedPicture picture(host.newPicture(2, 2, alpha));
+        host.objects.picture(picture).resolution = {144, 150};
         for (const KnownPixel& known : knownPixels()) {
             const OwnedPicture result =
                 pictureOf(host, known.method, withSelf(picture.get(), known.arguments));
-            EXPECT_EQ(host.hasAlpha(result), alpha && !known.newSize) << known.method;
-            EXPECT_EQ(host.resolution(result)[1], known.newSize ? 72 : 150) << known.method;
+            EXPECT_EQ(host.objects.surface(result).alpha, alpha && !known.newSize) << known.method;
+            EXPECT_EQ(host.objects.picture(result).resolution[1], known.newSize ? 72 : 150) << known.method;
         }
     }
 }
@@ -100,8 +100,8 @@ TEST(PictureMakers, GiveNilWithoutAPictureOrAPlaceForTheResult) {
     Plugin host;
     const OwnedPicture picture = makePicture(host, opaqueImage(1, 1, {0x102030}));
     const Value self = picture.get();
-    const Owned<REALobjectStruct> unreadable(host, host.newInstance("Picture"));
-    const Owned<REALmemoryBlockStruct> block(host, host.newMemoryBlock(Bytes(256)));
+    const OwnedObject unreadable(host.newInstance("Picture"));
+    const OwnedBlock block(host.objects.newMemoryBlock(Bytes(256)));
     std::vector<KnownPixel> calls = knownPixels();
     for (const char* method :
          {"ReplaceRedChannelQKZ", "ReplaceGreenChannelQKZ", "ReplaceBlueChannelQKZ", "MergePictureQKZ"})
@@ -112,10 +112,10 @@ TEST(PictureMakers, GiveNilWithoutAPictureOrAPlaceForTheResult) {
     for (const KnownPixel& known : calls) {
         SCOPED_TRACE(known.method);
         for (const Value& none : {Value(unreadable.get()), self, Value()}) {
-            if (none == self) host.failCall("newPicture", 1);
+            if (none == self) host.faults.failCall("newPicture", 1);
             EXPECT_TRUE(host.call(known.method, withSelf(none, known.arguments)).isNil());
             const bool raises = none.isNil() && std::string_view(known.method) == "TransformColorsQKZ";
-            EXPECT_EQ(host.takeException().has_value(), raises);
+            EXPECT_EQ(host.exceptions.take().has_value(), raises);
         }
     }
 }
@@ -125,22 +125,21 @@ TEST(PictureMakers, EmbeddedMaskWidensAllBitsOfGd) {
     constexpr std::uint32_t tops[] = {0, 1, 0x40, 0x7E, 0x7F, 0x80, 0x81, 0xFF},
                             levels[] = {0, 3, 128, 252, 255, 0, 3, 255};
     Image image = Image{Format::gd}.blank(8, 1), expected = image;
-    for (std::size_t i = 0; i < 8; i++)
+    for (std::size_t i = 0; i < 8; ++i)
         image.words[i] = tops[i] << 24, expected.words[i] = levels[i] * 0x010101;
     const OwnedPicture picture = makePicture(host, image);
-    EXPECT_SAME_IMAGE(readPicture(host, pictureOf(host, "EmbeddedMaskQKZ", {picture.get(), false})),
-                      expected);
+    EXPECT_SAME_IMAGE(readPicture(host, pictureOf(host, "EmbeddedMaskQKZ", {picture, false})), expected);
 }
 
 TEST(PictureMakers, EmbeddedMaskIsSetInPlace) {
     Plugin host;
     const OwnedPicture picture =
         makePicture(host, {Format::argb, true, 2, 2, {0x80102030, 0xFF405060, 0x00708090, 0x01000000}});
-    const Owned<REALobjectStruct> unreadable(host, host.newInstance("Picture"));
+    const OwnedObject unreadable(host.newInstance("Picture"));
     const auto set = [&](bool swap, const Value& mask) {
-        const int cleared = host.called("REALPictureClearCache");
-        host.assign("EmbeddedMaskQKZ", {picture.get(), swap}, mask);
-        return host.called("REALPictureClearCache") > cleared;  // only then the change shows
+        const int cleared = host.faults.called("REALPictureClearCache");
+        host.assign("EmbeddedMaskQKZ", {picture, swap}, mask);
+        return host.faults.called("REALPictureClearCache") > cleared;  // only then the change shows
     };
     EXPECT_TRUE(set(true, picture.get()));
     const Image expected{Format::argb, true, 2, 2, {0x801020EF, 0xFF4050BF, 0x0070808F, 0x010000FF}};
@@ -183,7 +182,7 @@ TEST(PictureMakers, RectanglesSurroundWhatTouchesAtSides) {
         const OwnedPicture picture = makePicture(host, imageOf(c.rows, 0xFF808081, 0xFF808080));
         const auto& r = c.region;
         const OwnedPicture result =
-            pictureOf(host, "ExtractColorRectangleMaskQKZ", {picture.get(), r[0], r[1], r[2], r[3]});
+            pictureOf(host, "ExtractColorRectangleMaskQKZ", {picture, r[0], r[1], r[2], r[3]});
         EXPECT_SAME_IMAGE(readPicture(host, result), imageOf(c.black, 0xFF000000, 0xFFFFFFFF)) << &c - cases;
     }
 }
@@ -191,7 +190,7 @@ TEST(PictureMakers, RectanglesSurroundWhatTouchesAtSides) {
 TEST(PictureMakers, TransformRefusesInOrder) {
     Plugin host;
     const OwnedPicture picture = makePicture(host, opaqueImage(1, 1, {0x102030}));
-    const Owned<REALmemoryBlockStruct> block(host, host.newMemoryBlock(Bytes(256)));
+    const OwnedBlock block(host.objects.newMemoryBlock(Bytes(256)));
     const Value self = picture.get(), table = block.get(), nil;
     const std::pair<Arguments, const char*> cases[] = {
         {{nil, nil, nil, nil}, "picture is nil"},
@@ -200,18 +199,18 @@ TEST(PictureMakers, TransformRefusesInOrder) {
         {{self, table, nil, table}, "blue memoryblock is nil"}};
     for (const auto& [arguments, message] : cases) {
         EXPECT_TRUE(host.call("TransformColorsQKZ", arguments).isNil());
-        EXPECT_EQ(host.takeException(), (RaisedException{"NilObjectException", message, 0}));
+        EXPECT_EQ(host.exceptions.take(), (RaisedException{"NilObjectException", message, 0}));
     }
     // The channel picture is looked at before the picture.
     EXPECT_TRUE(host.call("ReplaceRedChannelQKZ", {nullptr, nullptr}).isNil());
-    EXPECT_EQ(host.takeException(),
+    EXPECT_EQ(host.exceptions.take(),
               (RaisedException{"NilObjectException", "The channel picture is nil.", 0}));
     // A destination that cannot be written is not touched.
     const Image four = opaqueImage(2, 2, {1, 2, 3, 4});
     const OwnedPicture destination = makePicture(host, four);
-    host.setKind(destination, 1);
+    host.objects.picture(destination).kind = 1;
     const OwnedPicture result =
-        pictureOf(host, "TransformColorsQKZ", {self, table, table, table, destination.get()});
+        pictureOf(host, "TransformColorsQKZ", {self, table, table, table, destination});
     EXPECT_SAME_IMAGE(readPicture(host, result), opaqueImage(1, 1, {0xFF000000}));
     EXPECT_SAME_IMAGE(readPicture(host, destination), four);
 }

@@ -85,9 +85,10 @@ void nearlyLevel(Random& random, Image& picture) {
 // ---- colourness and counts
 
 Cells colornessArguments(Random& random, const Image&) {
-    if (random.oneIn(3))
+    if (random.oneIn(3)) {
         return {random.of({Limits::min(), Limits::max(), std::int64_t{1} << 31, std::int64_t{-1} << 31,
                            (std::int64_t{1} << 32) + 10, (std::int64_t{1} << 31) - 1})};
+    }
     return {std::int64_t{random.below(70)} - 10};
 }
 
@@ -130,7 +131,7 @@ Cell countColor(Image& picture, Cells& cells) {
 /// Nil or blocks that hold something already, now and then too short a one.
 Cells histogramArguments(Random& random, const Image&) {
     Cells cells;
-    for (int i = 0; i < 3; i++) {
+    for (int i = 0; i < 3; ++i) {
         if (random.oneIn(3)) {
             cells.emplace_back();
             continue;
@@ -149,17 +150,18 @@ Cells histogramArguments(Random& random, const Image&) {
 /// The second block gets the greens and the third the blues, whatever they are called.
 Cell countColors(Image& picture, Cells& cells) {
     bool fit = true;
-    for (std::size_t i = 0; i < 3; i++) {
+    for (std::size_t i = 0; i < 3; ++i) {
         if (cells[i] == Cell()) cells[i] = Bytes(1024);
         fit = fit && std::get<Bytes>(cells[i]).size() >= 1024;
     }
     fit = fit && !picture.words.empty();
     cells[3] = std::int64_t{fit ? picture.width * picture.height : -1};
-    for (const std::uint32_t word : fit ? picture.words : std::vector<std::uint32_t>{})
-        for (std::size_t i = 0; i < 3; i++) {
+    for (const std::uint32_t word : fit ? picture.words : std::vector<std::uint32_t>{}) {
+        for (std::size_t i = 0; i < 3; ++i) {
             std::uint8_t* counter = &std::get<Bytes>(cells[i])[(word >> (16 - 8 * i) & 255) * 4];
-            for (int byte = 0; byte < 4 && ++counter[byte] == 0;) byte++;
+            for (int byte = 0; byte < 4 && ++counter[byte] == 0;) ++byte;
         }
+    }
     return {};
 }
 
@@ -201,13 +203,14 @@ Image needleOf(Random& random, const Image& picture) {
     if (needle.format == Format::rgb && random.oneIn(3)) needle.format = Format::xrgb;
     if (needle.format == Format::gd) needle.alpha = random.oneIn(2);
     const bool noisy = random.oneIn(3);
-    for (int y = 0; y < height; y++)
-        for (int x = 0; x < width; x++) {
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
             std::uint32_t& word = needle.word(x, y);
             word = picture.word(std::min(left + x, picture.width - 1), std::min(top + y, picture.height - 1));
             if (needle.format == Format::rgb) word &= 0xFFFFFF;
             if (noisy && random.oneIn(4)) word ^= random.of({1U, 2U, 3U}) << random.of({0, 8, 16});
         }
+    }
     // Often it is the last pixels that tell.
     std::uint32_t& odd = random.oneIn(2) ? needle.words.back() : anyWord(random, needle);
     if (random.oneIn(3)) odd ^= random.of({1U, 2U, 4U, 128U}) << random.of({0, 8, 16});
@@ -242,26 +245,29 @@ Cell find(Image& picture, Cells& cells) {
         tolerance = static_cast<std::int32_t>(integer(cells, 5));
     }
     cells[1] = cells[2] = std::int64_t{0};
-    const auto* needle = std::get_if<Image>(&cells[0]);
+    const auto* needle = std::get_if<Image>(&cells.front());
     if (!needle || needle->words.empty() || picture.words.empty() || startY >= picture.height) return false;
-    if (startX >= picture.width) startX = 0, startY++;
+    if (startX >= picture.width) startX = 0, ++startY;
     const auto matchesAt = [&](int left, int top) {
-        for (int y = 0; y < needle->height; y++)
-            for (int x = 0; x < needle->width; x++) {
+        for (int y = 0; y < needle->height; ++y) {
+            for (int x = 0; x < needle->width; ++x) {
                 const Rgba a = picture.at(left + x, top + y), b = needle->at(x, y);
                 if (std::abs(a.r - b.r) >= tolerance || std::abs(a.g - b.g) >= tolerance ||
                     std::abs(a.b - b.b) >= tolerance)
                     return false;
             }
+        }
         return true;
     };
-    for (int y = static_cast<int>(startY); y <= picture.height - needle->height; y++, startX = 0)
-        for (int x = static_cast<int>(startX); x <= picture.width - needle->width; x++)
+    for (int y = static_cast<int>(startY); y <= picture.height - needle->height; ++y, startX = 0) {
+        for (int x = static_cast<int>(startX); x <= picture.width - needle->width; ++x) {
             if (matchesAt(x, y)) {
                 cells[1] = std::int64_t{x};
                 cells[2] = std::int64_t{y};
                 return true;
             }
+        }
+    }
     return false;
 }
 

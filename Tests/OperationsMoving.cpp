@@ -24,16 +24,18 @@ bool isFarther(std::int64_t delta, int size) { return delta >= size || delta <= 
 
 void rotateOrClearRows(Image& image, std::int64_t delta, bool wrap) {
     const Image old = image;
-    for (int y = 0; y < image.height; y++)
-        for (int x = 0; x < image.width; x++) {
+    for (int y = 0; y < image.height; ++y) {
+        for (int x = 0; x < image.width; ++x) {
             std::uint32_t& word = image.word(x, y);
-            if (wrap)
+            if (wrap) {
                 word = old.word(x, wrapped(y - delta % image.height, image.height));
-            else if (isFarther(delta, image.height) || y - delta < 0 || y - delta >= image.height)
+            } else if (isFarther(delta, image.height) || y - delta < 0 || y - delta >= image.height) {
                 word = white;
-            else
+            } else {
                 word = old.word(x, static_cast<int>(y - delta));
+            }
         }
+    }
 }
 
 /// Without wrapping, a move to the right goes twice as far as what it clears; between the two the pixels
@@ -41,18 +43,20 @@ void rotateOrClearRows(Image& image, std::int64_t delta, bool wrap) {
 void rotateOrClearColumns(Image& image, std::int64_t delta, bool wrap) {
     const Image old = image;
     const int width = image.width;
-    for (int y = 0; y < image.height; y++)
-        for (int x = 0; x < width; x++) {
+    for (int y = 0; y < image.height; ++y) {
+        for (int x = 0; x < width; ++x) {
             std::uint32_t& word = image.word(x, y);
-            if (wrap)
+            if (wrap) {
                 word = old.word(wrapped(x - delta % width, width), y);
-            else if (isFarther(delta, width) || x < delta || x - delta >= width)
+            } else if (isFarther(delta, width) || x < delta || x - delta >= width) {
                 word = white;
-            else if (delta < 0)
+            } else if (delta < 0) {
                 word = old.word(static_cast<int>(x - delta), y);
-            else if (x >= 2 * delta)
+            } else if (x >= 2 * delta) {
                 word = old.word(static_cast<int>(x - 2 * delta), y);
+            }
         }
+    }
 }
 
 /// A picture that cannot be edited is a failure when rows are to move, but none when columns are.
@@ -76,9 +80,10 @@ Cells scrollArguments(Random& random, const Image& picture) {
     Cells cells;
     const std::int64_t sizes[] = {deltas == 1 ? std::max(picture.width, picture.height) : picture.width,
                                   picture.height};
-    for (int i = 0; i < deltas; i++)
+    for (int i = 0; i < deltas; ++i) {
         cells.emplace_back(random.oneIn(4) ? random.coordinate(picture.width)
                                            : random.below(static_cast<int>(2 * sizes[i] + 5)) - sizes[i] - 2);
+    }
     cells.emplace_back(random.oneIn(2));
     cells.emplace_back(random.oneIn(2));
     Cell mask;
@@ -98,11 +103,11 @@ Cells scrollArguments(Random& random, const Image& picture) {
 /// Puts the mask on for the call.
 template <const char* const& method>
 Value scrolled(Host& host, const std::vector<Value>& given) {
-    PictureHandle const picture = given[0].picture();
-    host.setMask(picture, given.back().picture());
-    const Value result = host.call(method, std::vector<Value>(given.begin(), given.end() - 1));
-    EXPECT_EQ(host.mask(picture), given.back().picture());
-    host.setMask(picture, nullptr);
+    const OwnedPicture picture = given[0].picture();
+    host.objects.picture(picture).mask = given.back().picture();
+    Value result = host.call(method, std::vector<Value>(given.begin(), given.end() - 1));
+    EXPECT_EQ(host.objects.picture(picture).mask, given.back().picture());
+    host.objects.picture(picture).mask = nullptr;
     return result;
 }
 
@@ -130,8 +135,8 @@ Cell bothAnswer(Image& picture, Cells& cells) {
 Cell packed(Image& picture, Cells&) { return packedPicture(picture); }
 
 Value thereAndBack(Host& host, const std::vector<Value>& given) {
-    const Owned<REALstringStruct> string(host, host.call("PicturetoBinaryStringQKZ", given).string());
-    return host.call("BinaryStringtoPictureQKZ", {string.get()});
+    const OwnedString string(host.call("PicturetoBinaryStringQKZ", given).string());
+    return host.call("BinaryStringtoPictureQKZ", {string});
 }
 
 /// Colours stay, alpha is lost.

@@ -43,13 +43,14 @@ TEST_P(LongRows, AreSeenUpToTheirEnd) {
         {"RectangleMask", 1024, 128, -1, {}},
         {"RectangleMask_region", 1024, 128, -1, {std::int64_t{3}, std::int64_t{0}, all, all}},
     };
-    for (const auto& c : cases)
+    for (const auto& c : cases) {
         for (const int column : {0, c.stretch - 1, c.stretch, c.stretch + 1, c.stretch + 5, -1}) {
             Image image = Image{storage.format, storage.alpha}.blank(c.stretch + 6, 1);
             for (std::uint32_t& word : image.words) word = image.encode({c.usual, c.usual, c.usual, 255});
             if (column >= 0) image.set(column, 0, {c.usual, c.odd < 0 ? 120 : c.odd, c.usual, 255});
             checkOperation(host, operationOf(c.label), image, c.arguments);
         }
+    }
 }
 
 ON_EVERY_STORAGE(LongRows);
@@ -69,10 +70,10 @@ TEST(Invert, WellKnownPixels) {
     Plugin host;
     for (const auto& c : cases) {
         const OwnedPicture picture = makePicture(host, c.image);
-        const OwnedPicture all = pictureOf(host, "InvertQKZ", {picture.get()});
-        const OwnedPicture gray = pictureOf(host, "InvertGrayQKZ", {picture.get()});
-        EXPECT_EQ(host.word(all, 0, 0), c.all) << std::hex << c.image.words[0];
-        EXPECT_EQ(host.word(gray, 0, 0), c.gray) << std::hex << c.image.words[0];
+        const OwnedPicture all = pictureOf(host, "InvertQKZ", {picture});
+        const OwnedPicture gray = pictureOf(host, "InvertGrayQKZ", {picture});
+        EXPECT_EQ(host.objects.surface(all).word(0, 0), c.all) << std::hex << c.image.words[0];
+        EXPECT_EQ(host.objects.surface(gray).word(0, 0), c.gray) << std::hex << c.image.words[0];
     }
 }
 

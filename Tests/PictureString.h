@@ -9,13 +9,13 @@
 namespace qkztest {
 
 inline void putNumber(std::string& bytes, std::size_t at, std::uint32_t number) {
-    for (std::size_t i = 0; i < 4; i++) bytes[at + i] = static_cast<char>(number >> (24 - 8 * i));
+    for (std::size_t i = 0; i < 4; ++i) bytes[at + i] = static_cast<char>(number >> (24 - 8 * i));
 }
 
 /// Sign-extended.
 inline std::int64_t numberAt(std::string_view bytes, std::size_t at) {
     std::uint32_t number = 0;
-    for (std::size_t i = 0; i < 4; i++) number = number << 8 | static_cast<std::uint8_t>(bytes[at + i]);
+    for (std::size_t i = 0; i < 4; ++i) number = number << 8 | static_cast<std::uint8_t>(bytes[at + i]);
     return static_cast<std::int32_t>(number);
 }
 
@@ -27,7 +27,7 @@ inline std::string packedPicture(const Image& picture) {
     const std::uint32_t numbers[] = {static_cast<std::uint32_t>(bytes.size()),
                                      static_cast<std::uint32_t>(picture.width),
                                      static_cast<std::uint32_t>(picture.height), 32, 40};
-    for (std::size_t i = 0; i < 5; i++) putNumber(bytes, 4 + 4 * i, numbers[i]);
+    for (std::size_t i = 0; i < 5; ++i) putNumber(bytes, 4 + 4 * i, numbers[i]);
     return bytes;
 }
 

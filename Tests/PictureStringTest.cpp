@@ -7,12 +7,12 @@
 namespace qkztest {
 namespace {
 
-using OwnedString = Owned<REALstringStruct>;
+using OwnedString = OwnedString;
 
 /// What the bytes are read as; a picture of no size for nil.
 Image unpacked(Host& host, std::string_view bytes) {
-    const OwnedString string(host, host.newString(bytes, REALencodingUnknown));
-    return readPicture(host, pictureOf(host, "BinaryStringtoPictureQKZ", {string.get()}));
+    const OwnedString string(host.objects.newString(bytes, REALencodingUnknown));
+    return readPicture(host, pictureOf(host, "BinaryStringtoPictureQKZ", {string}));
 }
 
 /// 1 x 1, red.
@@ -25,9 +25,9 @@ TEST(PictureString, FixedBytesBothWays) {
     Plugin host;
     const Image image{Format::xrgb, false, 1, 1, {0xFFFF0000}};
     const OwnedPicture picture = makePicture(host, image);
-    const OwnedString string(host, host.call("PicturetoBinaryStringQKZ", {picture.get()}).string());
-    EXPECT_EQ(host.text(string), red);
-    EXPECT_EQ(host.encoding(string), REALencodingUnknown);
+    const OwnedString string(host.call("PicturetoBinaryStringQKZ", {picture}).string());
+    EXPECT_EQ(host.objects.text(string), red);
+    EXPECT_EQ(host.objects.encoding(string), REALencodingUnknown);
     EXPECT_SAME_IMAGE(unpacked(host, red), image);
 }
 
@@ -43,8 +43,8 @@ TEST(PictureString, IsAsciiWhenEveryByteIs) {
                  {Image{}.blank(127, 1), REALencodingUnknown}};  // its length, 421
     for (const auto& c : cases) {
         const OwnedPicture picture = makePicture(host, c.image);
-        const OwnedString string(host, host.call("PicturetoBinaryStringQKZ", {picture.get()}).string());
-        EXPECT_EQ(host.encoding(string), c.encoding) << c.image;
+        const OwnedString string(host.call("PicturetoBinaryStringQKZ", {picture}).string());
+        EXPECT_EQ(host.objects.encoding(string), c.encoding) << c.image;
     }
 }
 
@@ -62,11 +62,12 @@ TEST(PictureString, HeaderFaultsAreRefused) {
     Plugin host;
     EXPECT_TRUE(host.call("BinaryStringtoPictureQKZ", {nullptr}).isNil());
     std::vector<std::string> faults{red + '\0', red.substr(0, 42), "PPID" + red.substr(4)};
-    for (std::size_t length = 0; length < 24; length++) faults.push_back(changed({}, length));
+    for (std::size_t length = 0; length < 24; ++length) faults.push_back(changed({}, length));
     constexpr std::size_t width = 8, height = 12, offset = 20;
-    for (const std::size_t side : {width, height})
+    for (const std::size_t side : {width, height}) {
         for (const std::uint32_t size : {0u, 2u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu, 0x55555556u})
             faults.push_back(changed({{side, size}}));
+    }
     // Products that are small again after a wrap, or of two negatives.
     faults.push_back(changed({{width, 0xFFFFFFFF}, {height, 0xFFFFFFFF}}));
     faults.push_back(changed({{width, 32767}, {height, 32767}}));
@@ -81,14 +82,14 @@ TEST(PictureString, HeaderFaultsAreRefused) {
         ASSERT_TRUE(unpackedPicture(bytes, Format::xrgb).words.empty());
         EXPECT_SAME_IMAGE(unpacked(host, bytes), Image{}) << testing::PrintToString(bytes.substr(0, 48));
     }
-    EXPECT_EQ(host.called("newPicture"), 0);
+    EXPECT_EQ(host.faults.called("newPicture"), 0);
 }
 
 using PictureStrings = OnStorage;
 
 TEST_P(PictureStrings, AreReadAsTheHeaderSays) {
     int pictures = 0;
-    for (std::uint64_t seed = 0; seed < 2000 && !HasFailure(); seed++) {
+    for (std::uint64_t seed = 0; seed < 2000 && !HasFailure(); ++seed) {
         Random random(seed);
         std::string bytes(24 + static_cast<std::size_t>(random.below(300)), '\0');
         for (char& byte : bytes) byte = static_cast<char>(random.word());
@@ -122,30 +123,31 @@ ON_EVERY_STORAGE(PictureStrings);
 TEST(PictureString, ServicesThatFailGiveNil) {
     for (const char* service : {"newPicture", "REALLockPictureDescription", "REALBuildStringWithEncoding"}) {
         Plugin host;
-        const OwnedPicture picture(host, host.newPicture(2, 2));
+        const OwnedPicture picture(host.newPicture(2, 2));
         const bool writing = std::string_view(service) == "REALBuildStringWithEncoding";
-        host.omit(service);
-        if (writing)
-            EXPECT_TRUE(host.call("PicturetoBinaryStringQKZ", {picture.get()}).isNil());
-        else
+        host.faults.omit(service);
+        if (writing) {
+            EXPECT_TRUE(host.call("PicturetoBinaryStringQKZ", {picture}).isNil());
+        } else {
             EXPECT_SAME_IMAGE(unpacked(host, red), Image{}) << service;
+        }
     }
     Plugin host;
-    const OwnedPicture empty(host, static_cast<PictureHandle>(host.newInstance("Picture")));
-    EXPECT_TRUE(host.call("PicturetoBinaryStringQKZ", {empty.get()}).isNil());
+    const OwnedPicture empty(Value(host.newInstance("Picture")).picture());
+    EXPECT_TRUE(host.call("PicturetoBinaryStringQKZ", {empty}).isNil());
     EXPECT_TRUE(host.call("PicturetoBinaryStringQKZ", {nullptr}).isNil());
 }
 
 TEST(PictureString, ResolutionAndMaskAreLost) {
     Plugin host;
-    const OwnedPicture picture(host, host.newPicture(2, 2)), mask(host, host.newPicture(2, 2));
-    host.setResolution(picture, 300, 300);
-    host.setMask(picture, mask);
-    const OwnedString string(host, host.call("PicturetoBinaryStringQKZ", {picture.get()}).string());
-    const OwnedPicture back = pictureOf(host, "BinaryStringtoPictureQKZ", {string.get()});
+    const OwnedPicture picture(host.newPicture(2, 2)), mask(host.newPicture(2, 2));
+    host.objects.picture(picture).resolution = {300, 300};
+    host.objects.picture(picture).mask = mask;
+    const OwnedString string(host.call("PicturetoBinaryStringQKZ", {picture}).string());
+    const OwnedPicture back = pictureOf(host, "BinaryStringtoPictureQKZ", {string});
     ASSERT_NE(back.get(), nullptr);
-    EXPECT_EQ(host.resolution(back), (std::array<std::int64_t, 2>{72, 72}));
-    EXPECT_EQ(host.mask(back), nullptr);
+    EXPECT_EQ(host.objects.picture(back).resolution, (std::array<std::int64_t, 2>{72, 72}));
+    EXPECT_EQ(host.objects.picture(back).mask, nullptr);
 }
 
 }  // namespace

@@ -27,34 +27,38 @@ constexpr const char
         "sourceWidth As Double = -10000, sourceHeight As Double = -10000)";
 
 TEST(Pictures, KindAndVersionChooseTheRepresentation) {
-    for (const double version : {2015.04, 2016.0, 2024.0})
-        for (const std::int64_t kind : {0, 1, 2, 3, 7})
+    for (const double version : {2015.04, 2016.0, 2024.0}) {
+        for (const std::int64_t kind : {0, 1, 2, 3, 7}) {
             for (const int missing : {0, 1, 2}) {  // nothing, the representation, the method
                 SCOPED_TRACE(testing::Message() << version << " kind " << kind << " missing " << missing);
                 Plugin host({.version = version});
                 const OwnedPicture picture = makePicture(host, sample());
                 const OwnedPicture larger = makePicture(host, sample(10, 6));
-                host.setKind(picture, kind);
-                if (missing != 1) host.setBestRepresentation(picture, larger);
-                if (missing == 2) host.omit(best);
+                host.objects.picture(picture).kind = kind;
+                if (missing != 1) host.objects.picture(picture).representation = larger;
+                if (missing == 2) host.faults.omit(best);
                 const bool useBest = (kind == 0 || kind == 3) && version >= 2016.0 && missing == 0;
                 EXPECT_SAME_IMAGE(invertedByPlugin(host, picture),
                                   inverted(useBest ? sample(10, 6) : sample()));
-                EXPECT_EQ(host.descriptionLocks(larger), 0);
+                EXPECT_EQ(host.objects.picture(larger).descriptionLocks, 0);
             }
+        }
+    }
 }
 
 TEST(Pictures, ResolutionGoesOverWhenBothArePositive) {
-    for (const bool alpha : {false, true})
+    for (const bool alpha : {false, true}) {
         for (const auto& [horizontal, vertical, expected] :
              {std::array{144, 150, 1}, {1, 1, 1}, {0, 150, 0}, {144, 0, 0}, {-1, 5, 0}}) {
             Plugin host;
-            const OwnedPicture picture(host, host.newPicture(3, 3, alpha));
-            host.setResolution(picture, horizontal, vertical);
-            const OwnedPicture result = pictureOf(host, "InvertQKZ", {picture.get()});
-            EXPECT_EQ(host.resolution(result), expected ? (std::array<std::int64_t, 2>{horizontal, vertical})
-                                                        : (std::array<std::int64_t, 2>{72, 72}));
+            const OwnedPicture picture(host.newPicture(3, 3, alpha));
+            host.objects.picture(picture).resolution = {horizontal, vertical};
+            const OwnedPicture result = pictureOf(host, "InvertQKZ", {picture});
+            EXPECT_EQ(host.objects.picture(result).resolution,
+                      expected ? (std::array<std::int64_t, 2>{horizontal, vertical})
+                               : (std::array<std::int64_t, 2>{72, 72}));
         }
+    }
 }
 
 TEST(Pictures, ApplicationKindChoosesTheStorage) {
@@ -85,7 +89,7 @@ TEST(Pictures, ApplicationKindChoosesTheStorage) {
         Image result;
         EXPECT_EQ(host.log([&] { result = invertedByPlugin(host, picture); }), c.log);
         EXPECT_SAME_IMAGE(result, c.opens ? inverted(image) : Image{});
-        EXPECT_EQ(host.asked("Application"), 1);
+        EXPECT_EQ(host.faults.asked("Application"), 1);
     }
 }
 
@@ -107,12 +111,12 @@ TEST(Pictures, NewerHostsOpenNoPixmaps) {
     SKIP_WITHOUT(pixmap);
     Plugin host({.version = 2017.02, .storage = Storage::pixmap});
     const OwnedPicture picture = makePicture(host, Image{Format::rgb}.blank(4, 4));
-    EXPECT_TRUE(host.call("InvertQKZ", {picture.get()}).isNil());
+    EXPECT_TRUE(host.call("InvertQKZ", {picture}).isNil());
 }
 
 TEST(Pictures, PictureThatCannotBeLockedIsCloned) {
-    for (const bool alpha : {false, true})
-        for (const bool wholeNumbers : {false, true})
+    for (const bool alpha : {false, true}) {
+        for (const bool wholeNumbers : {false, true}) {
             for (const double version : {2020.0, 2024.0}) {
                 SCOPED_TRACE(testing::Message() << alpha << wholeNumbers << version);
                 Plugin host({.version = version, .wholeNumberGraphics = wholeNumbers});
@@ -122,28 +126,30 @@ TEST(Pictures, PictureThatCannotBeLockedIsCloned) {
                 // Were it drawn with this mask on, nothing of the picture would show.
                 for (std::uint32_t& word : white.words) word = 0xFFFFFFFF;
                 const OwnedPicture mask = makePicture(host, white);
-                if (!alpha) host.setMask(picture, mask);
-                host.setResolution(picture, 90, 100);
-                host.failCall("REALLockPictureDescription", 1);
-                OwnedPicture result(host, nullptr);
-                const Lines log = host.log([&] { result = pictureOf(host, "InvertQKZ", {picture.get()}); });
+                if (!alpha) host.objects.picture(picture).mask = mask;
+                host.objects.picture(picture).resolution = {90, 100};
+                host.faults.failCall("REALLockPictureDescription", 1);
+                OwnedPicture result;
+                const Lines log = host.log([&] { result = pictureOf(host, "InvertQKZ", {picture}); });
                 ASSERT_NE(result.get(), nullptr);
                 EXPECT_SAME_IMAGE(readPicture(host, result), inverted(image));
-                EXPECT_EQ(host.resolution(result), (std::array<std::int64_t, 2>{90, 100}));
-                EXPECT_EQ(host.mask(picture), alpha ? nullptr : mask.get());
+                EXPECT_EQ(host.objects.picture(result).resolution, (std::array<std::int64_t, 2>{90, 100}));
+                EXPECT_EQ(host.objects.picture(picture).mask, alpha ? nullptr : mask.get());
                 Lines expected{cairoFails, "Trying clone....", "set resoluton to 90, 100", pastEnd, pastEnd};
                 if (!alpha) expected.insert(expected.begin() + 3, "result");
                 if (!alpha) expected.insert(expected.begin() + 1, pixmapFails);
                 EXPECT_EQ(log, expected);
             }
+        }
+    }
 }
 
 TEST(Pictures, AlphaPicturesNeedAHostOf201104) {
     for (const double version : {2011.039, 2011.04}) {
         Plugin host({.version = version});
-        const OwnedPicture picture(host, host.newPicture(2, 2, true));
+        const OwnedPicture picture(host.newPicture(2, 2, true));
         EXPECT_EQ(invertedByPlugin(host, picture).width, version < 2011.04 ? 0 : 2);
-        EXPECT_EQ(host.called("PluginNewInstance"), version < 2011.04 ? 0 : 1);
+        EXPECT_EQ(host.faults.called("PluginNewInstance"), version < 2011.04 ? 0 : 1);
         const OwnedPicture plain = makePicture(host, sample());
         EXPECT_SAME_IMAGE(invertedByPlugin(host, plain), inverted(sample()));
     }
@@ -171,7 +177,7 @@ TEST(Pictures, MissingPiecesAreLogged) {
         Plugin host({}, {c.missing});
         Image image = c.alpha ? Image{Format::argb, true}.blank(5, 3) : sample();
         const OwnedPicture picture = makePicture(host, image);
-        if (c.clone) host.failCall("REALLockPictureDescription", 1);
+        if (c.clone) host.faults.failCall("REALLockPictureDescription", 1);
         Image result;
         EXPECT_EQ(host.log([&] { result = invertedByPlugin(host, picture); }), c.log);
         EXPECT_SAME_IMAGE(result, c.opens ? inverted(image) : Image{});
@@ -182,21 +188,21 @@ TEST(Pictures, NothingIsLoggedWhileTheSwitchIsOff) {
     Plugin host({.app = AppKind::desktop, .storage = Storage::gd}, {"REALGetPropValueBool"});
     const OwnedPicture picture = makePicture(host, Image{Format::gd}.blank(2, 2));
     testing::internal::CaptureStderr();
-    EXPECT_TRUE(host.call("InvertQKZ", {picture.get()}).isNil());
+    EXPECT_TRUE(host.call("InvertQKZ", {picture}).isNil());
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST(Services, AreAskedForUntilTheyAreThere) {
     Plugin host({}, {"newPicture"});
     const OwnedPicture picture = makePicture(host, sample());
-    for (int i = 1; i <= 3; i++) {
+    for (int i = 1; i <= 3; ++i) {
         EXPECT_SAME_IMAGE(invertedByPlugin(host, picture), Image{});
-        EXPECT_EQ(host.asked("newPicture"), i);
+        EXPECT_EQ(host.faults.asked("newPicture"), i);
     }
-    host.offer("newPicture");
-    for (int i = 0; i < 2; i++) {
+    host.faults.offer("newPicture");
+    for (int i = 0; i < 2; ++i) {
         EXPECT_SAME_IMAGE(invertedByPlugin(host, picture), inverted(sample()));
-        EXPECT_EQ(host.asked("newPicture"), 4);
+        EXPECT_EQ(host.faults.asked("newPicture"), 4);
     }
 }
 
@@ -238,35 +244,39 @@ TEST_P(Faults, GiveNilOrTheRightPicture) {
     Image image = randomImage(random, storage.format, storage.alpha, 4, 3);
     if (storage.format == Format::argb)  // what drawing keeps exactly
         for (std::uint32_t& word : image.words) word |= 0xFF000000;
-    for (const char* service : onTheWay)
-        for (const std::int64_t kind : {0, 2})
+    for (const char* service : onTheWay) {
+        for (const std::int64_t kind : {0, 2}) {
             for (const bool cloned : {false, true}) {
                 bool calledOften = true;
-                for (int nth = 0; calledOften; nth++) {  // 0: not there at all
+                for (int nth = 0; calledOften; ++nth) {  // 0: not there at all
                     SCOPED_TRACE(testing::Message() << service << ", call " << nth << ", kind " << kind
                                                     << (cloned ? ", cloned" : ""));
                     Plugin host(storage.settings);
                     const OwnedPicture picture = makePicture(host, image);
-                    host.setKind(picture, kind);
+                    host.objects.picture(picture).kind = kind;
                     if (storage.format == Format::xrgb) {
-                        const OwnedPicture mask(host, host.newPicture(4, 3));
-                        host.setMask(picture, mask);
+                        const OwnedPicture mask(host.newPicture(4, 3));
+                        host.objects.picture(picture).mask = mask;
                     }
-                    if (cloned) host.failCall("REALLockPictureDescription", 1);
-                    if (nth == 0)
-                        host.omit(service);
-                    else
-                        host.failCall(service, nth);
-                    const int before = host.called(service);
+                    if (cloned) host.faults.failCall("REALLockPictureDescription", 1);
+                    if (nth == 0) {
+                        host.faults.omit(service);
+                    } else {
+                        host.faults.failCall(service, nth);
+                    }
+                    const int before = host.faults.called(service);
                     const Image result = invertedByPlugin(host, picture);
-                    calledOften = nth == 0 || host.called(service) - before >= nth;
+                    calledOften = nth == 0 || host.faults.called(service) - before >= nth;
                     if (result.words.empty()) continue;
-                    if (mayMislead(service, cloned))
+                    if (mayMislead(service, cloned)) {
                         EXPECT_EQ(result.words.size(), image.words.size());
-                    else
+                    } else {
                         EXPECT_SAME_IMAGE(result, inverted(image));
+                    }
                 }
             }
+        }
+    }
 }
 
 ON_EVERY_STORAGE(Faults);

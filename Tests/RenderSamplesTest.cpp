@@ -31,7 +31,7 @@ Bytes encoded(const Signal& signal, std::int64_t bits) {
 
 /// The picture; one of no size for nil.
 Image render(Host& host, const Request& r, const Bytes& bytes, std::int64_t count) {
-    const Owned<REALmemoryBlockStruct> block(host, host.newMemoryBlock(bytes));
+    const OwnedBlock block(host.objects.newMemoryBlock(bytes));
     return readPicture(host, pictureOf(host, "RenderSamplesQKZ",
                                        {block.get(), count, r.smooth, r.width, r.height, r.outlineWidth,
                                         Color{back}, Color{fore}, Color{outline}, r.bits, r.autoScale}));
@@ -44,14 +44,14 @@ Image renderSignal(Host& host, const Request& r, const Signal& signal) {
 /// A sine of numbers that 8 bits hold.
 Signal wave(double loudness) {
     Signal signal;
-    for (int i = 0; i < 700; i++) signal.push_back(loudness * std::round(120 * std::sin(i * 0.09)) / 128);
+    for (int i = 0; i < 700; ++i) signal.push_back(loudness * std::round(120 * std::sin(i * 0.09)) / 128);
     return signal;
 }
 
 /// The colours of a column from the top: background, foreground, outline, or a blend.
 std::string column(const Image& image, int x) {
     std::string letters;
-    for (int y = 0; y < image.height; y++) {
+    for (int y = 0; y < image.height; ++y) {
         const std::uint32_t color = image.word(x, y) & 0xFFFFFF;
         letters += color == back ? '.' : color == fore ? '#' : color == outline ? 'O' : '+';
     }
@@ -75,7 +75,7 @@ TEST(RenderSamples, BadInputGivesNil) {
         EXPECT_FALSE(drawn({.width = size}, 1) || drawn({.height = size}, 1)) << size;
     EXPECT_TRUE(
         host.call("RenderSamplesQKZ", {nullptr, 1, 0, 4, 4, 0, Color{}, Color{}, Color{}, 8, false}).isNil());
-    host.failCall("newPicture", 1);
+    host.faults.failCall("newPicture", 1);
     EXPECT_FALSE(drawn({}, 1));
 }
 
@@ -101,7 +101,8 @@ TEST(RenderSamples, ColumnsSpanTheirSamples) {
     for (const auto& c : cases) {
         const Image image = renderSignal(host, c.request, c.signal);
         std::vector<std::string> columns;
-        for (int x = 0; x < image.width; x++) columns.push_back(column(image, x));
+        columns.reserve(static_cast<std::size_t>(image.width));
+        for (int x = 0; x < image.width; ++x) columns.push_back(column(image, x));
         EXPECT_EQ(columns, c.columns) << c.name;
     }
 }
@@ -113,7 +114,7 @@ TEST(RenderSamples, DepthsAndScalesOfOneSignalGiveOnePicture) {
         request.autoScale = autoScale;
         request.bits = 24;
         const Image expected = renderSignal(host, request, wave(1));
-        EXPECT_EQ(difference(renderSignal(host, request, wave(1. / 1024)), expected) == "", autoScale);
+        EXPECT_EQ(difference(renderSignal(host, request, wave(1. / 1024)), expected).empty(), autoScale);
         for (const int bits : {8, 16, 32}) {
             request.bits = bits;
             EXPECT_SAME_IMAGE(renderSignal(host, request, wave(1)), expected);
@@ -150,11 +151,11 @@ TEST(RenderSamples, AnyStorageShowsAnyNumbers) {
         static const Image first = image;
         EXPECT_EQ(image.words, first.words);
         ASSERT_EQ(image.words.size(), 200U * 65U);
-        for (int i = 0; i < 200 * 65; i++)
+        for (int i = 0; i < 200 * 65; ++i)
             EXPECT_NEAR(image.at(i % 200, i / 200).g, flipped.at(i % 200, 64 - i / 200).g, 1) << i;
 
         Random random(7);
-        for (int round = 0; round < 100; round++) {
+        for (int round = 0; round < 100; ++round) {
             Bytes bytes(static_cast<std::size_t>(random.of({1, 3, 50}) * 12));
             for (std::uint8_t& byte : bytes) byte = random.oneIn(3) ? 255 : random.word() & 255;
             const int width = 1 + random.below(random.of({1, 3, 90})),
@@ -163,7 +164,7 @@ TEST(RenderSamples, AnyStorageShowsAnyNumbers) {
             const Request any{width, height, wide, smooth, random.of({8, 16, 24, 32}), random.oneIn(2)};
             const Image drawn = render(host, any, bytes, static_cast<int>(bytes.size()) * 8 / any.bits);
             ASSERT_EQ(std::pair(drawn.width, drawn.height), std::pair(width, height));
-            for (int x = 0; x < width && wide <= 0; x++)
+            for (int x = 0; x < width && wide <= 0; ++x)
                 EXPECT_NE(column(drawn, x).find('#'), std::string::npos) << "nothing in column " << x;
         }
     }

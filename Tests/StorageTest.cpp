@@ -20,14 +20,14 @@ constexpr std::uint32_t white = 0xFFFFFFFF;
 
 Image part(const Image& image, const Rectangle& area) {
     Image result = image.blank(area.right - area.left, area.bottom - area.top);
-    for (int y = 0; y < result.height; y++)
-        for (int x = 0; x < result.width; x++) result.word(x, y) = image.word(area.left + x, area.top + y);
+    for (int y = 0; y < result.height; ++y)
+        for (int x = 0; x < result.width; ++x) result.word(x, y) = image.word(area.left + x, area.top + y);
     return result;
 }
 
 Image filled(Image image, const Rectangle& area, std::uint32_t word) {
-    for (int y = area.top; y < area.bottom; y++)
-        for (int x = area.left; x < area.right; x++) image.word(x, y) = word;
+    for (int y = area.top; y < area.bottom; ++y)
+        for (int x = area.left; x < area.right; ++x) image.word(x, y) = word;
     return image;
 }
 
@@ -59,7 +59,7 @@ TEST(Storage, DescriptionOfGdLiesWithinItsImage) {
         const OwnedPicture picture = makePicture(host, image);
         bool ofTheResult = false;
         gdImage copy;
-        host.answerLock = [&](PictureHandle p, REALpictureDescription& d, bool locked) {
+        host.faults.answerLock = [&](PictureHandle p, REALpictureDescription& d, bool locked) {
             if (ofTheResult != (p == picture.get())) {
                 copy = *static_cast<gdImage*>(d.handle);
                 d.handle = &copy;
@@ -69,12 +69,12 @@ TEST(Storage, DescriptionOfGdLiesWithinItsImage) {
         };
         const Rectangle seen{0, 0, c.width, c.height};
         const Image expected = c.width > 0 ? inverted(part(image, seen)) : Image{};
-        EXPECT_SAME_IMAGE(readPicture(host, pictureOf(host, "InvertQKZ", {picture.get()})), expected);
-        host.call("ScrollHorizontalQKZ", {picture.get(), 9, false, false});
+        EXPECT_SAME_IMAGE(readPicture(host, pictureOf(host, "InvertQKZ", {picture})), expected);
+        host.call("ScrollHorizontalQKZ", {picture, 9, false, false});
         EXPECT_SAME_IMAGE(readPicture(host, picture), filled(image, seen, white));
-        EXPECT_EQ(host.descriptionLocks(picture), 0);
+        EXPECT_EQ(host.objects.picture(picture).descriptionLocks, 0);
         ofTheResult = true;  // in which nothing is written elsewhere
-        const Image result = readPicture(host, pictureOf(host, "InvertQKZ", {picture.get()}));
+        const Image result = readPicture(host, pictureOf(host, "InvertQKZ", {picture}));
         EXPECT_EQ(result.words.empty(), c.width == 0);
         EXPECT_SAME_IMAGE(filled(result, seen, 0), result.blank());
     }
@@ -87,12 +87,12 @@ TEST(Storage, PixmapOfNoSizeIsDrawnIntoACopy) {
     const OwnedPicture picture = makePicture(host, image);
     for (std::int32_t REALpictureDescription::*side :
          {&REALpictureDescription::width, &REALpictureDescription::height}) {
-        host.answerLock = [&](PictureHandle p, REALpictureDescription& d, bool locked) {
+        host.faults.answerLock = [&](PictureHandle p, REALpictureDescription& d, bool locked) {
             if (p == picture.get()) d.*side = -1;
             return locked;
         };
-        const Owned packed(host, host.call("PicturetoBinaryStringQKZ", {picture.get()}).string());
-        EXPECT_EQ(host.text(packed).size(), 40U + 8 * 12 * 3);
+        const Owned packed(host.call("PicturetoBinaryStringQKZ", {picture}).string());
+        EXPECT_EQ(host.objects.text(packed).size(), 40U + 8 * 12 * 3);
     }
 }
 
@@ -120,19 +120,16 @@ TEST(Storage, CairoContextWithoutWordsIsRefused) {
     for (const auto& c : cases) {
         Plugin host;
         const OwnedPicture picture = makePicture(host, image);
-        host.answerLock = [&](PictureHandle, REALpictureDescription& d, bool locked) {
+        host.faults.answerLock = [&](PictureHandle, REALpictureDescription& d, bool locked) {
             if (locked) d = {c.type, c.handle, d.width, d.height, d.depth, d.transparent};
             return locked;
         };
         Lines expected = c.log;
         expected.insert(expected.end(), {"REALLockPictureDescription with pictureGdkPixmap failed.",
                                          "GetPictureEditor failed"});
-        EXPECT_EQ(host.log([&] {
-            host.call("ScrollVerticalQKZ", {picture.get(), 1, true, false});
-        }),
-                  expected);
+        EXPECT_EQ(host.log([&] { host.call("ScrollVerticalQKZ", {picture, 1, true, false}); }), expected);
         EXPECT_SAME_IMAGE(readPicture(host, picture), image);
-        EXPECT_EQ(host.descriptionLocks(picture), 0);
+        EXPECT_EQ(host.objects.picture(picture).descriptionLocks, 0);
     }
 }
 
@@ -154,18 +151,18 @@ TEST(Storage, CairoSurfaceBoundsItsPicture) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.method);
         const OwnedPicture frame = makePicture(host, around);
-        const Context context = contextOn(cairo_image_surface_create_for_data(
-            host.row(frame, 1) + 4, CAIRO_FORMAT_RGB24, 3, 2, static_cast<int>(host.rowBytes(frame))));
+        const Context context = contextOn(
+            cairo_image_surface_create_for_data(host.objects.surface(frame).row(1) + 4, CAIRO_FORMAT_RGB24, 3,
+                                                2, static_cast<int>(host.objects.surface(frame).rowBytes())));
         bool ofThePicture = true;
-        host.answerLock = [&](PictureHandle p, REALpictureDescription& d, bool locked) {
+        host.faults.answerLock = [&](PictureHandle p, REALpictureDescription& d, bool locked) {
             if (locked && ofThePicture == (p == picture.get())) d.handle = context.get();
             return locked;
         };
         EXPECT_SAME_IMAGE(readPicture(host, pictureOf(host, "InvertQKZ", {self})),
                           inverted(part(around, window)));
         ofThePicture = c.inPlace;
-        const Value result = host.call(c.method, c.arguments);
-        if (result.as<REALobjectStruct*>()) host.unlock(result.object());
+        host.call(c.method, c.arguments);
         const Image written = readPicture(host, frame);
         EXPECT_NE(written, around);
         EXPECT_SAME_IMAGE(filled(written, window, 0), filled(around, window, 0));
@@ -179,10 +176,10 @@ TEST(Storage, CairoIsToldOfNewPixels) {
     const OwnedPicture scrolled = makePicture(host, image), masked = makePicture(host, image);
     // Cairo draws a new surface as empty until it is told of pixels in it.
     const auto drawn = [&](PictureHandle picture) {
-        const OwnedPicture canvas(host, host.newPicture(3, 2, true));
+        const OwnedPicture canvas(host.newPicture(3, 2, true));
         const auto surfaceOf = [&](PictureHandle each) {
             return cairo_get_target(
-                static_cast<cairo_t*>(host.surface(each).nativeHandle(pictureCairoContext)));
+                static_cast<cairo_t*>(host.objects.surface(each).nativeHandle(pictureCairoContext)));
         };
         const Context context(cairo_create(surfaceOf(canvas)), &cairo_destroy);
         cairo_set_source_surface(context.get(), surfaceOf(picture), 0, 0);
@@ -190,9 +187,9 @@ TEST(Storage, CairoIsToldOfNewPixels) {
         return readPicture(host, canvas);
     };
     EXPECT_SAME_IMAGE(drawn(scrolled), image.blank());
-    host.call("ScrollHorizontalQKZ", {scrolled.get(), 1, true, false});
-    host.assign("EmbeddedMaskQKZ", {masked.get(), true}, masked.get());
-    const OwnedPicture made = pictureOf(host, "InvertQKZ", {scrolled.get()});
+    host.call("ScrollHorizontalQKZ", {scrolled, 1, true, false});
+    host.assign("EmbeddedMaskQKZ", {masked, true}, masked.get());
+    const OwnedPicture made = pictureOf(host, "InvertQKZ", {scrolled});
     for (const OwnedPicture* written : {&scrolled, &masked, &made})
         EXPECT_SAME_IMAGE(drawn(*written), readPicture(host, *written));
 }
@@ -215,29 +212,29 @@ class MissingRow : public testing::TestWithParam<int> {
     MissingRow() {
         std::uint32_t next = 0;
         for (std::uint32_t& word : image_.words) word = ++next * 0x010101;
-        for (int x = 0; x < 5; x++) image_.word(x, GetParam()) &= 0xFF;
+        for (int x = 0; x < 5; ++x) image_.word(x, GetParam()) &= 0xFF;
         picture_ = makePicture(host_, image_);
     }
     /// Calls without the row in the picture.
     Value without(const char* method, const std::vector<Value>& arguments) {
-        const WithoutRow missing(host_.surface(picture_).nativeHandle(pictureGDImagePtr), GetParam());
+        const WithoutRow missing(host_.objects.surface(picture_).nativeHandle(pictureGDImagePtr), GetParam());
         return host_.call(method, arguments);
     }
     Image pictureWithout(const char* method, const std::vector<Value>& arguments) {
-        return readPicture(host_, OwnedPicture(host_, without(method, arguments).picture()));
+        return readPicture(host_, OwnedPicture(without(method, arguments).picture()));
     }
     /// Calls without the row in the picture that is made.
     Image madeWithout(const char* method, const std::vector<Value>& arguments) {
-        OwnedPicture result(host_, nullptr);
+        OwnedPicture result;
         {
             std::deque<WithoutRow> missing;
-            host_.answerLock = [&](PictureHandle p, REALpictureDescription& d, bool locked) {
+            host_.faults.answerLock = [&](PictureHandle p, REALpictureDescription& d, bool locked) {
                 if (p != picture_.get()) missing.emplace_back(d.handle, GetParam());
                 return locked;
             };
             result = pictureOf(host_, method, arguments);
         }
-        host_.answerLock = nullptr;
+        host_.faults.answerLock = nullptr;
         return readPicture(host_, result);
     }
     /// The image as if the row had not been written.
@@ -245,7 +242,7 @@ class MissingRow : public testing::TestWithParam<int> {
 
     Plugin host_{onGd};
     Image image_ = Image{Format::gd}.blank(5, 4);  // gray but for the row
-    OwnedPicture picture_{host_, nullptr};
+    OwnedPicture picture_;
 };
 
 TEST_P(MissingRow, OfASourceIsLeftOut) {
@@ -255,8 +252,8 @@ TEST_P(MissingRow, OfASourceIsLeftOut) {
     EXPECT_SAME_IMAGE(pictureWithout("MergePictureQKZ", {self, self}), rest(image_));
     EXPECT_SAME_IMAGE(pictureWithout("ExtractColorRectangleMaskQKZ", {self}),
                       filled(image_, {0, 0, 5, 4}, 0xFFFFFF));
-    const Owned<REALstringStruct> string(host_, without("PicturetoBinaryStringQKZ", {self}).string());
-    EXPECT_EQ(host_.text(string), packedPicture(rest(image_)));
+    const OwnedString string(without("PicturetoBinaryStringQKZ", {self}).string());
+    EXPECT_EQ(host_.objects.text(string), packedPicture(rest(image_)));
     EXPECT_EQ(without("isGrayQKZ", {self}), Value(true));
     EXPECT_EQ(without("CountColorQKZ", {self, Color{image_.word(0, GetParam())}}), Value(0));
     EXPECT_EQ(without("CountColorQKZ", {self, Color{image_.word(4, present)}}), Value(1));
@@ -277,8 +274,7 @@ TEST_P(MissingRow, OfAResultIsLeftOut) {
     EXPECT_SAME_IMAGE(madeWithout("BinaryStringtoPictureQKZ", {packedPicture(image_)}), rest(image_));
     EXPECT_SAME_IMAGE(madeWithout("ExtractColorRectangleMaskQKZ", {self}),
                       rest(readPicture(host_, pictureOf(host_, "ExtractColorRectangleMaskQKZ", {self}))));
-    const Owned<REALmemoryBlockStruct> samples(host_,
-                                               host_.newMemoryBlock({0, 255, 0, 255, 128, 128, 255, 0}));
+    const OwnedBlock samples(host_.objects.newMemoryBlock({0, 255, 0, 255, 128, 128, 255, 0}));
     for (const int outline : {0, 1, 2}) {
         const std::vector<Value> arguments{samples.get(), 8, 0, 5, 4, outline};
         EXPECT_SAME_IMAGE(madeWithout("RenderSamplesQKZ", arguments),
@@ -290,9 +286,9 @@ TEST_P(MissingRow, OfAResultIsLeftOut) {
 TEST_P(MissingRow, StaysOutOfScrolling) {
     const auto moved = [&](int right, int down, bool wrap) {
         Image result = image_;
-        for (int y = 0; y < 4; y++) {
+        for (int y = 0; y < 4; ++y) {
             const int from = wrap ? (y - down + 4) % 4 : y - down;
-            for (int x = 0; x < 5 && y != GetParam() && from != GetParam(); x++)
+            for (int x = 0; x < 5 && y != GetParam() && from != GetParam(); ++x)
                 result.word(x, y) = from < 0 || from > 3 ? white : image_.word((x - right + 5) % 5, from);
         }
         return result;

@@ -1,21 +1,24 @@
 #include "Support.h"
 
+#include <sys/wait.h>
+
 #include <algorithm>
+#include <cstdio>
 #include <limits>
 #include <sstream>
 
 namespace qkztest {
 
 Plugin::Plugin(Settings chosen, std::initializer_list<const char*> omitted) : Host(chosen) {
-    for (const char* name : omitted) omit(name);
+    for (const char* name : omitted) faults.omit(name);
     startPlugin(*this);
-    before_ = census();
+    before_ = objects.census();
 }
 
 Plugin::~Plugin() {
-    EXPECT_EQ(takeException(), std::nullopt);
-    EXPECT_EQ(census(), before_);
-    EXPECT_EQ(errors(), Lines{});
+    EXPECT_EQ(exceptions.take(), std::nullopt);
+    EXPECT_EQ(objects.census(), before_);
+    EXPECT_EQ(objects.errors(), Lines{});
 }
 
 Lines Plugin::log(const std::function<void()>& action) {
@@ -31,6 +34,17 @@ Lines Plugin::log(const std::function<void()>& action) {
         lines.push_back(line.substr(std::min(prefix.size(), line.size())));
     }
     return lines;
+}
+
+Outcome runCommand(const std::string& command) {
+    Outcome outcome;
+    std::FILE* const pipe = popen(command.c_str(), "r");
+    if (!pipe) return outcome;
+    char buffer[4096];
+    while (const std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) outcome.text.append(buffer, n);
+    const int status = pclose(pipe);
+    if (WIFEXITED(status)) outcome.status = WEXITSTATUS(status);
+    return outcome;
 }
 
 Rgba Image::decode(std::uint32_t w) const {
@@ -68,38 +82,40 @@ std::string difference(const Image& actual, const Image& expected) {
         return text.str();
     }
     int count = 0;
-    for (int y = 0; y < actual.height; y++)
-        for (int x = 0; x < actual.width; x++) {
+    for (int y = 0; y < actual.height; ++y) {
+        for (int x = 0; x < actual.width; ++x) {
             if (actual.word(x, y) == expected.word(x, y) || count++ > 0) continue;
             text << actual << ": at " << x << ", " << y << std::hex << ' ' << actual.word(x, y)
                  << " instead of " << expected.word(x, y) << std::dec;
         }
+    }
     if (count > 0) text << ", the first of " << count;
     return text.str();
 }
 
 OwnedPicture makePicture(Host& host, const Image& image) {
-    OwnedPicture picture(host, host.newPicture(image.width, image.height, image.alpha));
+    OwnedPicture picture(host.newPicture(image.width, image.height, image.alpha));
     if (!picture.get()) throw std::runtime_error("the host cannot make the picture");
-    for (int y = 0; y < image.height; y++)
-        host.surface(picture).write(0, y, image.width,
-                                    &image.words[static_cast<std::size_t>(y * image.width)]);
+    for (int y = 0; y < image.height; ++y) {
+        host.objects.surface(picture).write(0, y, image.width,
+                                            &image.words[static_cast<std::size_t>(y * image.width)]);
+    }
     return picture;
 }
 
 Image readPicture(Host& host, PictureHandle picture) {
     if (!picture) return {};
-    Surface& surface = host.surface(picture);
+    Surface& surface = host.objects.surface(picture);
     Image image{Format::gd, surface.alpha, surface.width, surface.height};
     if (surface.storage == Storage::pixmap) image.format = Format::rgb;
     if (surface.storage == Storage::cairo) image.format = surface.alpha ? Format::argb : Format::xrgb;
     image.words.resize(static_cast<std::size_t>(image.width * image.height));
-    for (int y = 0; y < image.height; y++) surface.read(0, y, image.width, &image.word(0, y));
+    for (int y = 0; y < image.height; ++y) surface.read(0, y, image.width, &image.word(0, y));
     return image;
 }
 
-OwnedPicture pictureOf(Host& host, std::string_view method, std::vector<Value> arguments) {
-    return {host, host.call(method, std::move(arguments)).picture()};
+OwnedPicture pictureOf(Host& host, std::string_view method, const std::vector<Value>& arguments) {
+    return host.call(method, arguments).picture();
 }
 
 Image numbered(Format format, int width, int height) {
@@ -118,9 +134,9 @@ int multiplied(int alpha, int value) {
 int unmultiplied(int alpha, int product) {
     static const std::vector<int> table = [] {
         std::vector<int> result(65536);
-        for (std::size_t i = 0; i < result.size(); i++) result[i] = static_cast<int>(i % 256);
-        for (int a = 0; a < 256; a++)
-            for (int v = 0; v < 256; v++) result[static_cast<std::size_t>(a * 256 + multiplied(a, v))] = v;
+        for (std::size_t i = 0; i < result.size(); ++i) result[i] = static_cast<int>(i % 256);
+        for (int a = 0; a < 256; ++a)
+            for (int v = 0; v < 256; ++v) result[static_cast<std::size_t>(a * 256 + multiplied(a, v))] = v;
         return result;
     }();
     return table[static_cast<std::size_t>(alpha * 256 + product)];
@@ -128,9 +144,10 @@ int unmultiplied(int alpha, int product) {
 
 std::int64_t Random::coordinate(int size) {
     using Limits = std::numeric_limits<std::int64_t>;
-    if (oneIn(6))
+    if (oneIn(6)) {
         return of({Limits::min(), Limits::min() + 1, Limits::max() - 1, Limits::max(), std::int64_t{1} << 31,
                    std::int64_t{1} << 32, -(std::int64_t{1} << 32), std::int64_t{1} << 62});
+    }
     return below(size + 7) - 3;
 }
 
@@ -174,30 +191,31 @@ const std::vector<StorageCase>& storages() {
 void mapRectangle(const Image& source, Image& target, const Rectangle& area,
                   const std::function<Rgba(const Rgba&)>& f) {
     if (source.format != Format::rgb) {
-        for (int y = area.top; y < area.bottom; y++)
-            for (int x = area.left; x < area.right; x++) target.set(x, y, f(source.at(x, y)));
+        for (int y = area.top; y < area.bottom; ++y)
+            for (int x = area.left; x < area.right; ++x) target.set(x, y, f(source.at(x, y)));
         return;
     }
     // All the image's bytes in one line, a pixel anywhere in it.
     const int bytes = source.width * source.height * 3;
     const auto shift = [](int byte) { return 16 - byte % 3 * 8; };
-    for (int y = area.top; y < area.bottom; y++)
-        for (int x = area.left; x < area.right; x++) {
+    for (int y = area.top; y < area.bottom; ++y) {
+        for (int x = area.left; x < area.right; ++x) {
             const int at = y * source.width * 3 + area.left * 4 + (x - area.left) * 3;
             if (at + 3 > bytes) break;
             Rgba p{.a = 255};
             const auto index = [](int byte) { return static_cast<std::size_t>(byte / 3); };
             int* const in[] = {&p.r, &p.g, &p.b};
-            for (int i = 0; i < 3; i++)
+            for (int i = 0; i < 3; ++i)
                 *in[i] = static_cast<int>(source.words[index(at + i)] >> shift(at + i) & 255);
             const Rgba q = f(p);
             const int out[] = {q.r, q.g, q.b};
-            for (int i = 0; i < 3; i++) {
+            for (int i = 0; i < 3; ++i) {
                 std::uint32_t& word = target.words[index(at + i)];
                 word = (word & ~(255U << shift(at + i))) | static_cast<std::uint32_t>(out[i])
                                                                << shift(at + i);
             }
         }
+    }
 }
 
 }  // namespace qkztest

@@ -20,7 +20,13 @@ using namespace qkzhost;
 using Bytes = std::vector<std::uint8_t>;
 using Lines = std::vector<std::string>;
 using PictureHandle = REALpictureStruct*;
-using OwnedPicture = Owned<REALpictureStruct>;
+
+/// One pixel as it is stored. Alpha: the top byte of a Cairo picture with alpha, 255 of one without,
+/// 0..127 of a GD picture (0 is opaque), 255 of a pixmap.
+struct Rgba {
+    int r = 0, g = 0, b = 0, a = 0;
+    bool operator==(const Rgba&) const = default;
+};
 
 /// A host in which the plug-in has been started. At scope end nothing may be left behind: objects,
 /// references, strings and description locks as they were at the start, no misuse of handles, no exception
@@ -37,6 +43,13 @@ class Plugin : public Host {
  private:
     Census before_;
 };
+
+/// What a command of the shell prints on standard output, and its exit status; -1 when it did not exit.
+struct Outcome {
+    int status = -1;
+    std::string text;
+};
+Outcome runCommand(const std::string&);
 
 /// Starts the plug-in under test in the host: the loaded file in one test program, the linked objects in the
 /// other. Each program has its own.
@@ -80,7 +93,7 @@ OwnedPicture makePicture(Host&, const Image&);
 /// Of no size for nil.
 Image readPicture(Host&, PictureHandle);
 /// What a method returns.
-OwnedPicture pictureOf(Host&, std::string_view method, std::vector<Value> arguments);
+OwnedPicture pictureOf(Host&, std::string_view method, const std::vector<Value>& arguments);
 /// A picture without alpha in which every pixel is different.
 Image numbered(Format, int width, int height);
 

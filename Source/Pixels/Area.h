@@ -10,7 +10,7 @@ struct Span {
 };
 
 /// At which byte of a row an area's first column lies: at 4 x left in every pixel format, also in that of
-/// three bytes (so it is in most methods that take a rectangle), or where the pixel is.
+/// three bytes (compatibility.md#columns-of-four-bytes), or where the pixel is.
 enum class ColumnStart { fourBytes, pixel };
 
 /// Columns left..right-1 of the rows top..bottom-1. They lie within the picture, or there are none.

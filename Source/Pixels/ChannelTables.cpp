@@ -37,7 +37,7 @@ using Parts = __m128i[16];
 }
 
 [[QKZ_AVX2]] inline void loadParts(Parts& parts, const ChannelTable& table) {
-    for (int i = 0; i < 16; ++i) {
+    for (std::size_t i = 0; i < 16; ++i) {
         parts[i] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(table + 16 * i));
     }
 }
@@ -92,7 +92,7 @@ using Parts = __m128i[16];
 using Quarters = __m512i[4];
 
 [[QKZ_VBMI, gnu::always_inline]] inline void loadQuarters(Quarters& quarters, const ChannelTable& table) {
-    for (int i = 0; i < 4; ++i) quarters[i] = _mm512_loadu_si512(table + 64 * i);
+    for (std::size_t i = 0; i < 4; ++i) quarters[i] = _mm512_loadu_si512(table + 64 * i);
 }
 
 /// The table's values for the bytes of `values` that the mask selects; `others` elsewhere.

@@ -59,5 +59,5 @@ REALpictureStruct* mapChannels(REALpictureStruct* source, Function function) {
 std::int32_t truncateToInt32(double value);
 
 /// A byte from a computed channel value: truncated to 32 bits as above, then clamped to 0..255. So a value
-/// beyond 32 bits ends as 0, also a huge positive one.
+/// beyond 32 bits ends as 0, also a huge positive one (compatibility.md#too-much-is-nothing).
 std::uint8_t channelByte(double value);

@@ -52,7 +52,8 @@ struct PixelCodec<pixelXRGB> : WordCodec<0xFF000000> {
 /// Alpha counts the other way round here: 0 is opaque, 127 transparent.
 template <>
 struct PixelCodec<pixelGD> : WordCodec<0> {
-    /// 7 bits of alpha are widened to 8, so that 127 becomes 255. A set top bit wraps around.
+    /// 7 bits of alpha are widened to 8, so that 127 becomes 255. A set top bit drops out
+    /// (compatibility.md#gd-alpha-wraps).
     static Pixel load(const std::uint8_t* p) {
         Pixel result = WordCodec::load(p);
         const std::uint32_t alpha = loadWord(p) >> 24;

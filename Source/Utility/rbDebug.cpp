@@ -36,13 +36,13 @@ void LogMessage(const char* text, std::int64_t a, std::int64_t b, std::int64_t c
 void LogMessage(const char* text, std::int64_t a, std::int64_t b) {
     LogMessageX("%s%s %ld, %ld", logPrefix, text, a, b);
 }
-void LogMessage(const char* text, std::int64_t v) { LogMessageX("%s%s %ld", logPrefix, text, v); }
-void LogMessage(const char* text, std::int32_t v) { LogMessageX("%s%s %d", logPrefix, text, v); }
-void LogMessage(const char* text, std::uint32_t v) { LogMessageX("%s%s %u", logPrefix, text, v); }
-void LogMessage(const char* text, std::uint64_t v) { LogMessageX("%s%s %lu", logPrefix, text, v); }
-void LogMessage(const char* text, double v) { LogMessageX("%s%s %f", logPrefix, text, v); }
+void LogMessage(const char* text, std::int64_t value) { LogMessageX("%s%s %ld", logPrefix, text, value); }
+void LogMessage(const char* text, std::int32_t value) { LogMessageX("%s%s %d", logPrefix, text, value); }
+void LogMessage(const char* text, std::uint32_t value) { LogMessageX("%s%s %u", logPrefix, text, value); }
+void LogMessage(const char* text, std::uint64_t value) { LogMessageX("%s%s %lu", logPrefix, text, value); }
+void LogMessage(const char* text, double value) { LogMessageX("%s%s %f", logPrefix, text, value); }
 void LogMessage(const char* text, const void* a, const void* b) {
     LogMessageX("%s%s %p, %p", logPrefix, text, a, b);
 }
-void LogMessage(const char* text, const void* v) { LogMessageX("%s%s %p", logPrefix, text, v); }
-void LogMessage(const char* text, const char* v) { LogMessageX("%s%s %s", logPrefix, text, v); }
+void LogMessage(const char* text, const void* pointer) { LogMessageX("%s%s %p", logPrefix, text, pointer); }
+void LogMessage(const char* text, const char* string) { LogMessageX("%s%s %s", logPrefix, text, string); }

@@ -43,7 +43,7 @@ void RaiseException(const char* className, const char* message, std::uint32_t en
 void CaughtException::describe(const std::exception& exception) noexcept {
     unnamed_ = false;
     const char* text = "C++ Exception";
-    // Overflow and underflow deliberately share the out-of-bounds class, and out_of_range the range text.
+    // compatibility.md#overflow-is-out-of-bounds
     if (dynamic_cast<const std::bad_alloc*>(&exception)) {
         text = "Failed to allocate memory";
         className_ = "OutOfMemoryException";

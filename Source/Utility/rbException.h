@@ -9,7 +9,8 @@
 /// Raises a host exception of the named class, or a "RuntimeException" where the host does not know it.
 /// `message` may be null. Nothing is raised when neither can be created.
 void RaiseException(const char* className, REALstringStruct* message, std::int64_t errorNumber);
-/// The same with a UTF-8 message; `encoding` is accepted and deliberately not used.
+/// The same with a UTF-8 message; `encoding` does not count
+/// (compatibility.md#the-encoding-of-a-message-does-not-count).
 void RaiseException(const char* className, const char* message, std::uint32_t encoding,
                     std::int64_t errorNumber);
 /// The form that the plug-in uses throughout: error number 0.

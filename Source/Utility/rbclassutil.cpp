@@ -220,7 +220,8 @@ char* AddClassParameterAssign(const char* declaration, const char* className) {
                       extended, blank);
         result = heapCopy(text);
     } else {
-        LogMessage("Error: Keine Klammer in der Deklaration", extended);  // in German on purpose
+        LogMessage("Error: Keine Klammer in der Deklaration",
+                   extended);  // compatibility.md#a-message-in-german
     }
     FreeMemoryNow(extended);
     return result;

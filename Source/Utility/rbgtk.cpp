@@ -25,7 +25,7 @@ bool open() {
     ResolveSymbol(library, "gdk_pixbuf_unref", Gdk.gdk_pixbuf_unref);
     ResolveSymbol(library, "gdk_pixbuf_get_pixels", Gdk.gdk_pixbuf_get_pixels);
     ResolveSymbol(library, "gdk_pixbuf_get_rowstride", Gdk.gdk_pixbuf_get_rowstride);
-    // Deliberately without gdk_pixbuf_get_from_drawable.
+    // compatibility.md#gtk-without-its-copier
     return Gdk.gdk_pixbuf_get_pixels && Gdk.gdk_pixbuf_get_rowstride && Gdk.gdk_pixbuf_unref;
 }
 

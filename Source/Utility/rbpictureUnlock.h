@@ -6,7 +6,7 @@
 /// Locks the picture's description for a native type; on failure the hook below has run.
 bool REALLockPictureDescriptionX(REALpictureStruct* picture, REALpictureDescription* description,
                                  std::uint32_t nativeType);
-/// What a failed lock leaves to undo: deliberately nothing on this platform.
+/// What a failed lock leaves to undo: nothing on this platform.
 void REALUnlockPictureDescriptionAfterFailure(REALpictureStruct* picture);
 
 /// A picture's description, locked for a native type; unlocked at scope end unless it is kept.

@@ -96,7 +96,7 @@ void ApplyResolution(REALpictureStruct* source, REALpictureStruct* destination) 
     if (vertical < 1 || horizontal < 1) return;
     SetPictureVerticalResolution(destination, vertical);
     SetPictureHorizontalResolution(destination, horizontal);
-    LogWhenDebugging("set resoluton to", horizontal, vertical);  // the spelling is deliberate
+    LogWhenDebugging("set resoluton to", horizontal, vertical);  // compatibility.md#a-misspelled-message
 }
 
 bool PictureHasAlphaChannel(REALpictureStruct* picture) {

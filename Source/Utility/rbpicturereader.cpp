@@ -101,7 +101,7 @@ bool PictureEditor::GetPictureEditorCairoContext(REALpictureStruct* source) {
     if (description_.nativeType != pictureCairoContext) return fail("Picture is not a cairo context");
     if (!LoadCairo()) return fail("Loading Cairo library failed.");
     cairo_surface_t* const surface = Cairo.cairo_get_target(static_cast<cairo_t*>(description_.handle));
-    if (!surface) return fail("cocoa surface is nil");  // the message is kept as it is
+    if (!surface) return fail("cocoa surface is nil");  // compatibility.md#a-message-of-another-system
     std::uint8_t* const data = Cairo.cairo_image_surface_get_data(surface);
     const int surfaceWidth = Cairo.cairo_image_surface_get_width(surface);
     const int surfaceHeight = Cairo.cairo_image_surface_get_height(surface);
@@ -205,7 +205,7 @@ std::uint8_t* PictureEditor::GetRow(std::int64_t y) {
         if (!currentRow_ && rowErrorIsLogged()) LogMessage("r is nil!");
         return currentRow_;
     }
-    // A row before the first is deliberately not clamped: nobody reads or writes there.
+    // Not limited to the first row: compatibility.md#rows-out-of-range
     return currentRow_ = reinterpret_cast<std::uint8_t*>(reinterpret_cast<std::uintptr_t>(pixelBase_) +
                                                          static_cast<std::uintptr_t>(rowBytes_) *
                                                              static_cast<std::uintptr_t>(y));
@@ -263,7 +263,7 @@ void PictureEditor::clear() {
         MarkSurfaceDirty();
     }
     rbFreeNow(picture_);
-    // The own buffer is deliberately neither freed nor forgotten.
+    // The own buffer is left alone: compatibility.md#the-own-buffer-stays
 }
 
 void PictureEditor::MarkSurfaceDirty() {

@@ -124,7 +124,7 @@ class PictureWriter : public PictureEditor {
  public:
     /// A new opaque picture, 1 to 32767 pixels each way.
     bool NewPictureWriter(std::int64_t newWidth, std::int64_t newHeight);
-    /// A new picture with an alpha channel; deliberately without the upper limit.
+    /// A new picture with an alpha channel: compatibility.md#no-limit-with-alpha
     bool NewPictureWriterWithAlphaChannel(std::int64_t newWidth, std::int64_t newHeight);
     /// A new picture of the reader's size and resolution, with alpha exactly when the reader's has it.
     bool NewPictureWriter(const PictureReader& reader);

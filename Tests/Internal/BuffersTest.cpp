@@ -26,15 +26,15 @@ const Lines dropped{"data is NULL, so size fixed to zero."};
 
 TEST(Data, ViewsAString) {
     Plugin host;
-    const Owned<REALstringStruct> string(host, host.newString(std::string("a\0b", 3)));
-    const long references = host.census().stringReferences;
+    const OwnedString string(host.objects.newString(std::string("a\0b", 3)));
+    const long references = host.objects.census().stringReferences;
     rbData view(string.get());
-    EXPECT_EQ(host.census().stringReferences, references + 1);
+    EXPECT_EQ(host.objects.census().stringReferences, references + 1);
     EXPECT_EQ(std::string(view.data, view.data + view.size), std::string("a\0b", 3));
     view.clear();
     view.clear();
-    EXPECT_EQ(host.census().stringReferences, references);
-    host.failCall("StringGetCString", 1);
+    EXPECT_EQ(host.objects.census().stringReferences, references);
+    host.faults.failCall("StringGetCString", 1);
     for (REALstringStruct* const without : {static_cast<REALstringStruct*>(nullptr), string.get()}) {
         const rbData none(without);
         EXPECT_EQ(none.data, nullptr);
@@ -44,8 +44,8 @@ TEST(Data, ViewsAString) {
 
 TEST(Data, ViewsAMemoryBlock) {
     Plugin host;
-    const Owned<REALmemoryBlockStruct> block(host, host.newMemoryBlock({1, 2, 3, 4, 5}));
-    const Owned<REALmemoryBlockStruct> empty(host, host.newMemoryBlock({}));
+    const OwnedBlock block(host.objects.newMemoryBlock({1, 2, 3, 4, 5}));
+    const OwnedBlock empty(host.objects.newMemoryBlock({}));
     const struct {
         REALmemoryBlockStruct* block;
         unsigned long offset, size;
@@ -60,12 +60,12 @@ TEST(Data, ViewsAMemoryBlock) {
         {empty, 0, 0, 0, -1, 0, {}},      {empty, 0, 2, 0, -1, 0, dropped},
     };
     for (const auto& c : cases) {
-        if (c.failing) host.failCall("memoryBlockGetPtr", 1);
+        if (c.failing) host.faults.failCall("memoryBlockGetPtr", 1);
         EXPECT_EQ(host.log([&] {
             const rbData view(c.block, c.offset, c.size);
             EXPECT_EQ(view.data ? *view.data : -1, c.firstByte);
             EXPECT_EQ(view.size, c.expectedSize);
-            EXPECT_EQ(host.census().references, c.block ? 3 : 2);
+            EXPECT_EQ(host.objects.census().references, c.block ? 3 : 2);
         }),
                   c.log);
     }
@@ -73,7 +73,7 @@ TEST(Data, ViewsAMemoryBlock) {
 
 TEST(Data, DisposesStringDataThatItOwns) {
     Plugin host;
-    const Owned<REALstringStruct> string(host, host.newString("text"));
+    const OwnedString string(host.objects.newString("text"));
     EXPECT_EQ(host.log([&] {
         rbData view(static_cast<REALstringStruct*>(nullptr));
         view.ownsStringData = REALGetStringData(string, REALencodingUTF16, &view.stringData);
@@ -86,20 +86,20 @@ TEST(MemoryBlocks, AreMadeBySize) {
     const char* constructor = "Constructor(bytes as Integer)";
     Plugin host;
     for (const std::int64_t size : {0, 1, 1000}) {
-        const Owned<REALmemoryBlockStruct> block(host, MyREALNewMemoryBlock(size));
+        const OwnedBlock block(MyREALNewMemoryBlock(size));
         ASSERT_NE(block.get(), nullptr);
         EXPECT_EQ(MyREALMemoryBlockGetSize(block), size);
-        EXPECT_EQ(std::ranges::count(host.bytes(block), 0), size);
+        EXPECT_EQ(std::ranges::count(host.objects.bytes(block), 0), size);
     }
     EXPECT_EQ(MyREALNewMemoryBlock(-1), nullptr);
 #ifndef __SANITIZE_ADDRESS__                              // it ends the program at such a request
     EXPECT_EQ(MyREALNewMemoryBlock(INT64_MAX), nullptr);  // the host raises, and catches
 #endif
     for (const char* service : {constructor, "PluginCallFunctionWithExceptionHandler", "MemoryBlock"}) {
-        host.failCall(service, 1);
+        host.faults.failCall(service, 1);
         EXPECT_EQ(MyREALNewMemoryBlock(5), nullptr) << service;
     }
-    host.omit(constructor);
+    host.faults.omit(constructor);
     EXPECT_EQ(MyREALNewMemoryBlock(5), nullptr);
     EXPECT_EQ(MyREALMemoryBlockGetPtr(nullptr), nullptr);
     EXPECT_EQ(MyREALMemoryBlockGetSize(nullptr), 0);
@@ -110,22 +110,22 @@ TEST(MemoryBlocks, AreMadeWithoutAnExceptionHandler) {
     int runs = 0;
     const auto run = [](void* count) { ++*static_cast<int*>(count); };
     EXPECT_EQ(REALCallFunctionWithExceptionHandler(run, &runs), nullptr);
-    if (host.asked("PluginCallFunctionWithExceptionHandler") == 0)
+    if (host.faults.asked("PluginCallFunctionWithExceptionHandler") == 0)
         GTEST_SKIP() << "an earlier test of this process has found the service";
     EXPECT_EQ(runs, 1);
-    const Owned<REALmemoryBlockStruct> block(host, MyREALNewMemoryBlock(3));
-    EXPECT_EQ(host.bytes(block).size(), 3u);
+    const OwnedBlock block(MyREALNewMemoryBlock(3));
+    EXPECT_EQ(host.objects.bytes(block).size(), 3u);
 }
 
 TEST(FreeLater, ReleasesWhatTheVariablesHold) {
     Plugin host;
-    REALobjectStruct* object = host.newPicture(1, 1);
+    REALobjectStruct* object = host.newPicture(1, 1).release();
     REALobjectStruct* changed = nullptr;
-    REALstringStruct* string = host.newString("x");
+    REALstringStruct* string = host.objects.newString("x").release();
     {
         const rbFreeLater<> both(&object, &string);
         const rbFreeLater<> later(&changed, nullptr);
-        changed = host.newPicture(1, 1);
+        changed = host.newPicture(1, 1).release();
     }
     EXPECT_EQ(object, nullptr);
     EXPECT_EQ(changed, nullptr);
@@ -135,7 +135,7 @@ TEST(FreeLater, ReleasesWhatTheVariablesHold) {
 TEST(Memory, IsZeroed) {
     for (const std::int64_t size : {std::int64_t{0}, std::int64_t{-1}, INT64_MIN})
         EXPECT_EQ(AllocateClearMemory(size), nullptr);
-    for (int round = 0; round < 2; round++) {  // the second time it may be used memory
+    for (int round = 0; round < 2; ++round) {  // the second time it may be used memory
         auto* const bytes = static_cast<std::uint8_t*>(AllocateClearMemory(1000));
         ASSERT_NE(bytes, nullptr);
         EXPECT_EQ(std::count(bytes, bytes + 1000, 0), 1000);
@@ -160,10 +160,12 @@ TEST(Libraries, FirstThatOpensIsTaken) {
 TEST(MultiplyTables, EqualNaiveComputation) {
     const MultiplyTables& tables = InitMultiplyTable();
     int wrong = 0;
-    for (int a = 0; a < 256; a++)
-        for (int v = 0; v < 256; v++)
+    for (int a = 0; a < 256; ++a) {
+        for (int v = 0; v < 256; ++v) {
             wrong +=
                 (tables.multiply[a][v] != multiplied(a, v)) + (tables.unmultiply[a][v] != unmultiplied(a, v));
+        }
+    }
     EXPECT_EQ(wrong, 0);
     EXPECT_EQ(tables.multiply[128][255], 128);
     EXPECT_EQ(tables.unmultiply[128][128], 255);

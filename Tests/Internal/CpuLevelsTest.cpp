@@ -9,7 +9,7 @@ class CpuLevels : public testing::TestWithParam<Operation> {};
 TEST_P(CpuLevels, EqualNaiveComputation) {
     for (const StorageCase& storage : storages()) {
         if (storage.settings.storage == Storage::pixmap && !pixmapObstacle().empty()) continue;
-        for (int level = 0; level <= static_cast<int>(bestCpuLevel()); level++) {
+        for (int level = 0; level <= static_cast<int>(bestCpuLevel()); ++level) {
             SCOPED_TRACE(testing::Message() << storage.name << ", level " << level);
             useCpuLevel(static_cast<CpuLevel>(level));
             Plugin host(storage.settings);

@@ -113,20 +113,20 @@ TEST(Definitions, SizesAndFlagsAreCompleted) {
     REALclassDefinition types[] = {
         {.name = "None"}, {.name = "One", .dataSize = 1}, {.name = "Full", .dataSize = 32}};
     for (REALclassDefinition& type : types) MyREALRegisterClass(type);
-    EXPECT_EQ(host.registration("None")->dataSize, 0u);
-    EXPECT_EQ(host.registration("One")->dataSize, 16u);
-    EXPECT_EQ(host.registration("Full")->dataSize, 32u);
+    EXPECT_EQ(host.registry.registration("None")->dataSize, 0u);
+    EXPECT_EQ(host.registry.registration("One")->dataSize, 16u);
+    EXPECT_EQ(host.registry.registration("Full")->dataSize, 32u);
     REALmoduleDefinition module{.name = "Plain"};
     MyREALRegisterModule(module);
-    EXPECT_EQ(host.registration("Plain")->flags, 4u);
+    EXPECT_EQ(host.registry.registration("Plain")->flags, 4u);
 }
 
 TEST(Definitions, GeneratedModules) {
     Plugin host;
-    const std::size_t before = host.registrations().size();
+    const std::size_t before = host.registry.registrations().size();
     REALclassDefinition empty{.name = "Nothing"};
     MyREALRegisterClassExtension(empty);
-    EXPECT_EQ(host.registrations().size(), before);
+    EXPECT_EQ(host.registry.registrations().size(), before);
 
     int reads, writes;  // whose addresses stand for functions
     const REALattribute attribute{"Deprecated", "x"};
@@ -136,26 +136,27 @@ TEST(Definitions, GeneratedModules) {
     const std::string longName(200, 'C');
     REALclassDefinition type{.name = longName.c_str(), .methods = rows, .methodCount = 3};
     MyREALRegisterClassExtension(type);
-    const Registration& module = host.registrations().back();
+    const Registration& module = host.registry.registrations().back();
     EXPECT_EQ(module.name, longName.substr(0, 99));
     Lines lines;
-    for (const RegisteredMethod& m : module.methods)
+    for (const RegisteredMethod& m : module.methods) {
         lines.push_back(m.declaration.substr(0, m.declaration.find('(')) + ' ' + std::to_string(m.flags) +
                         (m.function == &reads ? " reads" : " writes") + (m.setterFunction ? " twice" : "") +
                         (m.attributes.empty() ? "" : " deprecated"));
+    }
     EXPECT_EQ(lines, (Lines{"ReadQKZ 20 reads deprecated", "BothQKZ 48 writes", "BothQKZ 48 reads",
                             "WriteQKZ 20 writes"}));
 }
 
 TEST(Definitions, WithoutAResolverNothingIsRegistered) {
     Plugin host({.version = 2013.03});
-    const std::size_t before = host.registrations().size();
+    const std::size_t before = host.registry.registrations().size();
     host.sdkVersion = 0;
     REALPluginMain(nullptr);
     EXPECT_EQ(SDKVersion(), 12);  // the host's version is still known
     EXPECT_EQ(HostVersion(), 2013.03);
     EXPECT_EQ(host.sdkVersion, 0);
-    EXPECT_EQ(host.registrations().size(), before);
+    EXPECT_EQ(host.registry.registrations().size(), before);
 }
 
 TEST(Clock, TicksAreSixtiethsOfASecond) {

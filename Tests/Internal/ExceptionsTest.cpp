@@ -59,58 +59,58 @@ TEST(Exceptions, BecomeHostExceptions) {
     Plugin host;
     for (const auto& c : cases) {
         EXPECT_EQ(c.call(7), 0);
-        EXPECT_EQ(host.takeException(), (RaisedException{c.className, c.message, 0}));
+        EXPECT_EQ(host.exceptions.take(), (RaisedException{c.className, c.message, 0}));
     }
     EXPECT_EQ(host.log([] { called<throwNumber>(); }), Lines{"Unnamed C++ Exception."});
-    EXPECT_TRUE(host.takeException());
+    EXPECT_TRUE(host.exceptions.take());
     EXPECT_EQ(called<addOne>(), 8);
-    REALpictureStruct* const picture = host.newPicture(1, 1);
+    const OwnedPicture picture = host.newPicture(1, 1);
     EXPECT_EQ(reinterpret_cast<PictureHandle (*)(PictureHandle)>(HostCall<throwPicture>())(picture), nullptr);
-    EXPECT_EQ(host.takeException()->className, "OutOfMemoryException");
-    host.unlock(picture);
+    EXPECT_EQ(host.exceptions.take()->className, "OutOfMemoryException");
     reinterpret_cast<void (*)()>(HostCall<throwVoid>())();
-    EXPECT_EQ(host.takeException()->message, "C++ Exception: long");
+    EXPECT_EQ(host.exceptions.take()->message, "C++ Exception: long");
 }
 
 TEST(Exceptions, RaisingFallsBack) {
     Plugin host;
     RaiseException("NilObjectException", "gone", 1536);
-    EXPECT_EQ(host.takeException(), (RaisedException{"NilObjectException", "gone", 0}));
+    EXPECT_EQ(host.exceptions.take(), (RaisedException{"NilObjectException", "gone", 0}));
     RaiseException("NilObjectException", "numbered", 1536, -5);
-    EXPECT_EQ(host.takeException(), (RaisedException{"NilObjectException", "numbered", -5}));
+    EXPECT_EQ(host.exceptions.take(), (RaisedException{"NilObjectException", "numbered", -5}));
     RaiseException("NoSuchException", "\xC3\xA4", 0);
-    EXPECT_EQ(host.takeException(), (RaisedException{"RuntimeException", "\xC3\xA4", 0}));
+    EXPECT_EQ(host.exceptions.take(), (RaisedException{"RuntimeException", "\xC3\xA4", 0}));
     RaiseException("OutOfBoundsException", static_cast<REALstringStruct*>(nullptr), 3);
-    EXPECT_EQ(host.takeException(), (RaisedException{"OutOfBoundsException", "", 3}));
-    host.failCall("REALBuildStringWithEncoding", 1);
+    EXPECT_EQ(host.exceptions.take(), (RaisedException{"OutOfBoundsException", "", 3}));
+    host.faults.failCall("REALBuildStringWithEncoding", 1);
     RaiseException("NilObjectException", "cannot be said");
-    EXPECT_EQ(host.takeException(), (RaisedException{"NilObjectException", "", 0}));
-    host.omit("RuntimeException");
+    EXPECT_EQ(host.exceptions.take(), (RaisedException{"NilObjectException", "", 0}));
+    host.faults.omit("RuntimeException");
     RaiseException("NoSuchException", "unheard");
-    EXPECT_EQ(host.takeException(), std::nullopt);
+    EXPECT_EQ(host.exceptions.take(), std::nullopt);
     called<throwNumber>();
-    EXPECT_EQ(host.takeException(), std::nullopt);
+    EXPECT_EQ(host.exceptions.take(), std::nullopt);
 }
 
 TEST(Exceptions, HostServicesMayThrow) {
-    for (const Failure how : {Failure::throwsError, Failure::throwsNumber})
+    for (const Failure how : {Failure::throwsError, Failure::throwsNumber}) {
         for (const auto& [service, raises] : {std::pair("REALBuildStringWithEncoding", true),
                                               {"PluginNewInstance", false},
                                               {"REALSetPropValueString", false},
                                               {"RuntimeRaiseException", false}}) {
             Plugin host;
-            host.failCall(service, 1, how);
+            host.faults.failCall(service, 1, how);
             EXPECT_EQ(called<throwText<std::out_of_range>>(), 0);
-            const auto raised = host.takeException();
+            const auto raised = host.exceptions.take();
             EXPECT_EQ(raised.has_value(), raises) << service;
             EXPECT_EQ(raised ? raised->message : "", "");
             EXPECT_EQ(called<throwText<std::out_of_range>>(), 0);  // and the next is raised as ever
-            EXPECT_EQ(host.takeException()->message, "C++ reports range error: the text");
+            EXPECT_EQ(host.exceptions.take()->message, "C++ reports range error: the text");
         }
+    }
     Plugin host;
-    host.failCall("REALBuildStringWithEncoding", 1, Failure::throwsError);
+    host.faults.failCall("REALBuildStringWithEncoding", 1, Failure::throwsError);
     EXPECT_EQ(CString2RB("text", REALencodingUTF8), nullptr);
-    EXPECT_EQ(host.takeException()->message, "C++ Exception: a service fails");
+    EXPECT_EQ(host.exceptions.take()->message, "C++ Exception: a service fails");
 }
 
 TEST(Log, Formats) {

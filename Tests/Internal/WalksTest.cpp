@@ -17,8 +17,8 @@ struct OfUnknownFormat : Editor {
 
 TEST(Walks, UnknownFormatReadsAsZeroAndIsNotWritten) {
     Plugin host;
-    const OwnedPicture source(host, host.newPicture(5, 3)), other(host, host.newPicture(5, 3, true)),
-        target(host, host.newPicture(5, 3, true));
+    const OwnedPicture source(host.newPicture(5, 3)), other(host.newPicture(5, 3, true)),
+        target(host.newPicture(5, 3, true));
     OfUnknownFormat<PictureReader> reader;
     OfUnknownFormat<PictureWriter> writer;
     ASSERT_TRUE(reader.GetPictureReader(source));
@@ -32,7 +32,8 @@ TEST(Walks, UnknownFormatReadsAsZeroAndIsNotWritten) {
     EXPECT_EQ(pixels, 15);
     EXPECT_EQ(countPixels(reader, [](const Pixel& p) { return colorWord(p) == 0; }), 15);
     // Alpha reads as 0, too, and another reader's pixels as they are; what is outside the area stays.
-    host.setPixel(other, 2, 2, 0x90000005);
+    const std::uint32_t odd = 0x90000005;
+    host.objects.surface(other).write(2, 2, 1, &odd);
     PictureReader known;
     ASSERT_TRUE(known.GetPictureReader(other));
     mapPixels<Channels::colorAndAlpha>(
@@ -41,16 +42,17 @@ TEST(Walks, UnknownFormatReadsAsZeroAndIsNotWritten) {
             return Pixel{p.red + 1, 2, q.blue, p.alpha + q.alpha / 16};
         },
         reader, known);
-    EXPECT_EQ(host.word(target, 1, 1), 0x00010200U);
-    EXPECT_EQ(host.word(target, 2, 2), 0x09010205U);
-    for (const auto& [x, y] : {std::pair{0, 1}, {3, 1}, {1, 0}}) EXPECT_EQ(host.word(target, x, y), 0U);
+    EXPECT_EQ(host.objects.surface(target).word(1, 1), 0x00010200U);
+    EXPECT_EQ(host.objects.surface(target).word(2, 2), 0x09010205U);
+    for (const auto& [x, y] : {std::pair{0, 1}, {3, 1}, {1, 0}})
+        EXPECT_EQ(host.objects.surface(target).word(x, y), 0U);
 
     writer.forget();
     mapPixels(
         writer, wholeArea(reader), [](const Pixel&) { return grayPixel(9); }, reader);
     fillPixels(writer, 0, 0, 5, grayPixel(9));
-    EXPECT_EQ(host.word(target, 2, 2), 0x09010205U);
-    EXPECT_EQ(host.word(target, 0, 0), 0U);
+    EXPECT_EQ(host.objects.surface(target).word(2, 2), 0x09010205U);
+    EXPECT_EQ(host.objects.surface(target).word(0, 0), 0U);
 }
 
 }  // namespace

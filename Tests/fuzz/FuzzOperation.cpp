@@ -1,7 +1,7 @@
 // Any method with any arguments on any picture: every processor level gives the naive answer.
+#include "CpuLevel.h"
 #include "Fuzz.h"
 #include "Operations.h"
-#include "CpuLevel.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace qkztest;
@@ -26,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Settings settings = storage.settings;
     settings.version = settings.storage == Storage::pixmap ? 2012.0 : 3000.0;
     Plugin host(settings);
-    for (int level = 0; level <= static_cast<int>(bestCpuLevel()); level++) {
+    for (int level = 0; level <= static_cast<int>(bestCpuLevel()); ++level) {
         SCOPED_TRACE(testing::Message() << operation.label << " on " << storage.name << ", level " << level);
         useCpuLevel(static_cast<CpuLevel>(level));
         checkOperation(host, operation, picture, arguments);

@@ -8,7 +8,7 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
                                                unsigned seed) {
     size = LLVMFuzzerMutate(data, size, most);
     if (size >= 8 && seed % 8 != 0)
-        for (std::size_t i = 0; i < 4; i++) data[4 + i] = static_cast<std::uint8_t>(size >> (24 - 8 * i));
+        for (std::size_t i = 0; i < 4; ++i) data[4 + i] = static_cast<std::uint8_t>(size >> (24 - 8 * i));
     return size;
 }
 
@@ -17,15 +17,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static Host host;
     static const bool started = (startPlugin(host), true);
     const std::string_view bytes = textOf(data, size);
-    const Census before = host.census();
+    const Census before = host.objects.census();
     Image picture;
     {
-        const Owned<REALstringStruct> string(host, host.newString(bytes, REALencodingUnknown));
-        const OwnedPicture result(host, host.call("BinaryStringtoPictureQKZ", {string.get()}).picture());
+        const OwnedString string(host.objects.newString(bytes, REALencodingUnknown));
+        const OwnedPicture result(host.call("BinaryStringtoPictureQKZ", {string}).picture());
         if (result.get()) picture = readPicture(host, result);
     }
     const std::string wrong = difference(picture, unpackedPicture(bytes, Format::xrgb));
-    if (started && wrong.empty() && host.census() == before && !host.takeException()) return 0;
-    std::cerr << wrong << '\n' << before << '\n' << host.census() << '\n';
+    if (started && wrong.empty() && host.objects.census() == before && !host.exceptions.take()) return 0;
+    std::cerr << wrong << '\n' << before << '\n' << host.objects.census() << '\n';
     std::abort();
 }

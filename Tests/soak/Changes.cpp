@@ -40,7 +40,7 @@ struct Natives {
     }
     gdImage* image(int width, int height) {
         const auto rows = std::make_shared<std::vector<int*>>();
-        for (int y = 0; y < height; y++) rows->push_back(reinterpret_cast<int*>(guarded(width * 4)));
+        for (int y = 0; y < height; ++y) rows->push_back(reinterpret_cast<int*>(guarded(width * 4)));
         const auto image = std::make_shared<gdImage>();
         image->sx = width;
         image->sy = height;
@@ -66,9 +66,10 @@ void show(Natives& natives, REALpictureDescription& told, bool lie) {
         if (kind == 1) cairo_surface_finish(surface);
         if (kind == 2)
             context = natives.context(cairo_recording_surface_create(CAIRO_CONTENT_COLOR, nullptr));
-        if (kind > 2)  // -1..7: formats that only later versions have, too
+        if (kind > 2) {  // -1..7: formats that only later versions have, too
             context = natives.context(cairo_image_surface_create(
                 static_cast<cairo_format_t>(random.below(9) - 1), size(told.width), size(told.height)));
+        }
         told.handle = context;
     } else if (told.nativeType == pictureGDImagePtr) {
         gdImage* const image = natives.image(told.width, told.height);
@@ -85,22 +86,24 @@ void show(Natives& natives, REALpictureDescription& told, bool lie) {
     if (lie && random.oneIn(9)) told.handle = nullptr;
 }
 
-/// What an argument can be at worst, with a reference for the caller; nothing where there is no bad value.
+/// What an argument can be at worst; nothing where there is no bad value.
 std::optional<Value> extreme(Room& room, Random& random, const Parameter& p, const Arguments& arguments) {
     using Whole = std::numeric_limits<std::int64_t>;
     using Real = std::numeric_limits<double>;
-    if (p.type == Type::integer || p.type == Type::int32 || p.type == Type::uint32)
+    if (p.type == Type::integer || p.type == Type::int32 || p.type == Type::uint32) {
         return random.of({Whole::min(), Whole::min() + 1, -(1L << 32), -(1L << 31), -1L, 0L, 1L, 1L << 31,
                           1L << 32, 1L << 62, Whole::max()});
-    if (p.type == Type::real)
+    }
+    if (p.type == Type::real) {
         return random.of({Real::quiet_NaN(), Real::infinity(), -Real::infinity(), -0.0, Real::max(),
                           -Real::max(), Real::denorm_min(), 2147483648.0});
+    }
     const bool isPicture = sameText(p.typeName, "Picture"), isBlock = sameText(p.typeName, "MemoryBlock");
     const int choice = random.below(4);
     if (p.type == Type::string || (choice == 0 && (isPicture || isBlock))) return Value();
-    if (isBlock) return room.newMemoryBlock(std::vector<std::uint8_t>(random.of({0U, 255U, 1023U})));
+    if (isBlock) return room.objects.newMemoryBlock(std::vector<std::uint8_t>(random.of({0U, 255U, 1023U})));
     if (!isPicture) return {};  // nobody calls a method of a class without an instance
-    if (choice == 1) return room.lock(arguments.pictures.begin()->first), arguments.pictures.begin()->first;
+    if (choice == 1) return arguments.pictures.begin()->first;
     // The host reads a pixmap row by row over a connection.
     const int longest = room.settings.storage == Storage::pixmap ? 500 : 32767;
     return choice == 2 ? room.newPicture(1, longest) : room.newPicture(longest, 1);
@@ -113,18 +116,20 @@ void lieAboutStorage(const Scene& scene) {
     room.callChanged([&](Arguments& arguments, Random& random, std::size_t round) {
         const auto natives = std::make_shared<Natives>(Natives{random});
         const std::size_t trouble = round % 4;  // 1: lies, 2: a lie now and then, 3: pictures in circles
-        room.answerLock = [=, &random](PictureHandle, REALpictureDescription& told, bool locked) {
+        room.faults.answerLock = [=, &random](PictureHandle, REALpictureDescription& told, bool locked) {
             if (locked) show(*natives, told, trouble == 1 || (trouble == 2 && random.oneIn(2)));
             return locked || (trouble == 2 && random.oneIn(4));
         };
-        for (std::size_t i = 0; i < arguments.parameters.size(); i++)
+        for (std::size_t i = 0; i < arguments.parameters.size(); ++i) {
             if (arguments.parameters[i].type == Type::integer && random.oneIn(2))
                 arguments.set(i, random.coordinate(9));
+        }
         for (auto& [picture, mask] : arguments.pictures) {
             if (trouble != 3) break;
-            if (random.oneIn(2)) room.setMask(picture, mask = picture);
-            if (random.oneIn(2)) room.setKind(picture, pictureImage);
-            room.setBestRepresentation(picture, picture);
+            const OwnedPicture itself = OwnedPicture::shared(picture);
+            if (random.oneIn(2)) room.objects.picture(picture).mask = itself, mask = picture;
+            if (random.oneIn(2)) room.objects.picture(picture).kind = pictureImage;
+            room.objects.picture(picture).representation = itself;
         }
     });
 }
@@ -133,15 +138,20 @@ void giveExtremes(const Scene& scene) {
     Room room(scene);
     room.callChanged([&](Arguments& arguments, Random& random, std::size_t round) {
         const std::vector<Parameter>& parameters = arguments.parameters;
-        for (std::size_t i = 0; i < parameters.size(); i++)
-            if (round % parameters.size() == i || random.oneIn(3))
+        for (std::size_t i = 0; i < parameters.size(); ++i) {
+            if (round % parameters.size() == i || random.oneIn(3)) {
                 if (const auto value = extreme(room, random, parameters[i], arguments))
                     arguments.set(i, *value);
+            }
+        }
         if (!arguments.instance) return;
-        for (const RegisteredProperty& p : room.registration(room.classOf(arguments.instance))->properties)
-            if (const Type type = typeNamed(p.type); type != Type::object && random.oneIn(3))
+        for (const RegisteredProperty& p :
+             room.registry.registration(room.objects.classOf(arguments.instance))->properties) {
+            if (const Type type = typeNamed(p.type); type != Type::object && random.oneIn(3)) {
                 room.setProperty(arguments.instance, p.name,
                                  *extreme(room, random, {p.name, p.type, type}, arguments));
+            }
+        }
     });
 }
 

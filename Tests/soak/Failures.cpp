@@ -11,16 +11,18 @@ using Counts = std::map<std::string, int>;
 
 Counts counted(const Host& host, bool imports) {
     Counts counts;
-    for (const std::string& name : host.names())
-        if ((name == "import") == imports && !host.registration(name)) counts[name] = host.called(name);
+    for (const std::string& name : host.faults.names()) {
+        if ((name == "import") == imports && !host.registry.registration(name))
+            counts[name] = host.faults.called(name);
+    }
     return counts;
 }
 
 /// Each call between the two counts fails in every way.
 void eachFailure(const Counts& before, const Counts& after,
                  const std::function<void(const std::string& name, int nth, Failure)>& attempt) {
-    for (const auto& [name, count] : after)
-        for (int nth = count - (before.contains(name) ? before.at(name) : 0); nth > 0; nth--)
+    for (const auto& [name, count] : after) {
+        for (int nth = count - (before.contains(name) ? before.at(name) : 0); nth > 0; --nth) {
             for (int i = 0; const char* text : {"gives nothing", "raises", "throws an error",
                                                 "throws a number", "and all later ones give nothing"}) {
                 const auto way = static_cast<Failure>(i++);
@@ -32,6 +34,8 @@ void eachFailure(const Counts& before, const Counts& after,
                 trying("call " + std::to_string(nth) + " of " + name + ' ' + text);
                 attempt(name, nth, way);
             }
+        }
+    }
 }
 
 /// Makes each call fail that the function makes, or also those that the plug-in makes when it starts.
@@ -39,8 +43,9 @@ void failEach(bool imports, const Scene& scene, bool fromStart) {
     Counts before, between;
     std::string clean;
     const auto callFailing = [&](Room& room, const std::string& name) {
-        const std::string outcome = room.call({}, name), result = outcome.substr(0, outcome.find(';'));
-        room.failCall(name, 0);
+        std::string outcome = room.call({}, name);
+        const std::string result = outcome.substr(0, outcome.find(';'));
+        room.faults.failCall(name, 0);
         if (imports && !clean.starts_with(result) && result != "nil" && result != "false" && result != "0")
             finding("gives " + outcome + " instead of " + clean);
         return outcome;
@@ -53,7 +58,7 @@ void failEach(bool imports, const Scene& scene, bool fromStart) {
         room.expect(clean);
         const Counts after = counted(room, imports);
         eachFailure(between, after, [&](const std::string& name, int nth, Failure way) {
-            room.failCall(name, nth, way);
+            room.faults.failCall(name, nth, way);
             callFailing(room, name);
             room.expect(clean);
         });
@@ -62,7 +67,7 @@ void failEach(bool imports, const Scene& scene, bool fromStart) {
             if (!fromStart && count - before[name] == after.at(name) - count) count = before[name];
     }
     eachFailure(before, between, [&](const std::string& name, int nth, Failure way) {
-        Room room(scene, [&](Host& host) { host.failCall(name, before[name] + nth, way); });
+        Room room(scene, [&](Host& host) { host.faults.failCall(name, before[name] + nth, way); });
         room.expect(clean, callFailing(room, name));  // what is done once may stay as it failed
     });
 }
@@ -82,8 +87,8 @@ void failAsked(const Scene& scene, bool imports) {
     {
         Room room(scene);
         room.call();
-        for (const std::string& name : room.names())
-            if (!room.registration(name)) looked[name] = room.asked(name);
+        for (const std::string& name : room.faults.names())
+            if (!room.registry.registration(name)) looked[name] = room.faults.asked(name);
     }
     // The first is there in a host that takes plug-ins; without the others references cannot be counted.
     for (const char* needed : {"registerpluginversion", "reallockobject", "realunlockobject",
@@ -92,8 +97,8 @@ void failAsked(const Scene& scene, bool imports) {
     for (const auto& [name, times] : looked) {
         if (times == 0) continue;
         trying("without " + name);
-        Room room(scene, [&omitted = name](Host& host) { host.omit(omitted); });
-        for (int i = 0; i < 2; i++) room.call();
+        Room room(scene, [&omitted = name](Host& host) { host.faults.omit(omitted); });
+        for (int i = 0; i < 2; ++i) room.call();
     }
 }
 

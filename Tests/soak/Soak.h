@@ -57,7 +57,7 @@ class Arguments {
     explicit Arguments(Room&);
     Arguments(const Arguments&) = delete;
     ~Arguments();
-    /// Puts a number, or a handle whose reference it takes over, in an argument's place.
+    /// Puts a value in an argument's place.
     void set(std::size_t index, const Value&);
     void call() { result_ = callNative(method_.function, values_, method_.declaration.result); }
     /// The result, and all that the call can have changed.
@@ -69,13 +69,13 @@ class Arguments {
 
  private:
     Value made(const Parameter&);
-    PictureHandle picture(const Image& like);
+    OwnedPicture picture(const Image& like);
 
     Room& room_;
     const Method& method_;
     Random random_;
     Image like_;
-    std::vector<Value> held_;  // released at the end, as is what variables hold
+    std::vector<Value> held_;  // until the end
     std::vector<Argument> values_;
     Value result_;
 };

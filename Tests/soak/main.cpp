@@ -41,15 +41,17 @@ std::vector<Scene> scenesOf(Mode mode, std::uint64_t seed) {
     std::vector<std::string> functions{""};
     Host host;
     startPlugin(host);
-    for (const Method& method : host.methods())
+    for (const Method& method : host.registry.methods())
         if (mode != endure) functions.push_back(method.text());
     std::vector<Scene> scenes;
-    for (const StorageCase& storage : storages())
-        for (const std::string& function : functions)
-            for (std::uint64_t i = 0; i < 4; i++) {
+    for (const StorageCase& storage : storages()) {
+        for (const std::string& function : functions) {
+            for (std::uint64_t i = 0; i < 4; ++i) {
                 scenes.push_back({storage, function, 4 * seed + i});
                 scenes.back().name = (function.empty() ? "the plug-in" : function) + " on " + storage.name;
             }
+        }
+    }
     std::shuffle(scenes.begin(), scenes.end(), std::mt19937_64(seed));
     return scenes;
 }
@@ -73,12 +75,12 @@ void run(Mode mode, const Scene& scene) {
 }  // namespace
 
 void trying(const std::string& what) {
-    record.cases++;
+    ++record.cases;
     record.what[what.copy(record.what, sizeof record.what - 1)] = 0;
 }
 
 void finding(const std::string& what) {
-    record.findings++;
+    ++record.findings;
     std::cout << "FINDING " << running << ": " << record.what << ": " << what << std::endl;
 }
 
@@ -108,7 +110,7 @@ int main(int count, char** arguments) {
         record.cases = record.findings = 0;
         const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
         std::size_t done = 0;
-        for (; seconds > 0 ? std::chrono::steady_clock::now() < end : done < scenes.size(); done++) {
+        for (; seconds > 0 ? std::chrono::steady_clock::now() < end : done < scenes.size(); ++done) {
             Scene& scene = scenes.at(done % scenes.size());
             run(mode, scene);
             scene.seed += 4;

@@ -42,9 +42,10 @@ void write(const Surface& surface, const std::string& file) {
 /// The pixels of a picture of the host's, which they outlive.
 Surface read(qkzhost::Host& host, const std::string& file) {
     const qkzhost::Image image = qkzhost::readImage(file);
-    const qkzhost::Owned picture(host, host.newPicture(image.width, image.height, image.alpha, image.argb));
+    const qkzhost::Owned picture(host.newPicture(image.width, image.height, image.alpha, image.argb));
     if (!picture) throw std::runtime_error(file + ": no picture of this size can be made");
-    auto* const context = static_cast<cairo_t*>(host.surface(picture).nativeHandle(pictureCairoContext));
+    auto* const context =
+        static_cast<cairo_t*>(host.objects.surface(picture).nativeHandle(pictureCairoContext));
     return {cairo_surface_reference(cairo_get_target(context)), cairo_surface_destroy};
 }
 
@@ -100,8 +101,9 @@ void drawSheet(const std::vector<std::pair<std::string, std::string>>& tiles, in
         const double width = cairo_image_surface_get_width(image.get());
         const double height = cairo_image_surface_get_height(image.get());
         const double scale = std::min(tileWidth / width, tileHeight / height);
+        const int row = i / columns;
         const double left = gap + i % columns * (tileWidth + gap);
-        const double top = gap + i / columns * (tileHeight + text + gap);
+        const double top = gap + row * (tileHeight + text + gap);
         cairo_save(cr.get());
         cairo_translate(cr.get(), left + (tileWidth - width * scale) / 2,
                         top + (tileHeight - height * scale) / 2);
@@ -124,7 +126,7 @@ void drawSheet(const std::vector<std::pair<std::string, std::string>>& tiles, in
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     CLI::App app("Draws the demonstration's test card, or a contact sheet of PNG files.", "qkz-demo");
     app.require_subcommand(1);
     std::string output;
@@ -137,11 +139,9 @@ int main(int argc, char** argv) {
     std::vector<std::pair<std::string, std::string>> tiles;
     sheet->add_option("tiles", tiles, "A name and a PNG file, again and again")->required();
     CLI11_PARSE(app, argc, argv);
-    try {
-        *card ? drawCard(output) : drawSheet(tiles, columns, output);
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "qkz-demo: %s\n", error.what());
-        return 1;
-    }
+    *card ? drawCard(output) : drawSheet(tiles, columns, output);
     return 0;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "qkz-demo: %s\n", error.what());
+    return 1;
 }

@@ -22,9 +22,10 @@ class Reader {
         if (take('(') && !take(')')) {
             do result.arguments.push_back(argument());
             while (take(','));
-            if (!take(')'))
+            if (!take(')')) {
                 fail(rest_.empty() ? "lacks its closing parenthesis"
                                    : "lacks a comma or parenthesis before \"" + std::string(rest_) + '"');
+            }
         }
         if (take('=')) result.assigned = value();
         skipBlanks();
@@ -49,7 +50,7 @@ class Reader {
         skipBlanks();
         const auto end = std::ranges::find_if_not(rest_, isNamePart);
         const auto length = static_cast<std::size_t>(end - rest_.begin());
-        const std::string result(rest_.substr(0, length));
+        std::string result(rest_.substr(0, length));
         rest_.remove_prefix(length);
         return result;
     }
@@ -102,9 +103,9 @@ std::size_t distance(std::string_view a, std::string_view b) {
     const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
     std::vector<std::size_t> row(b.size() + 1);
     std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < a.size(); i++) {
+    for (std::size_t i = 0; i < a.size(); ++i) {
         std::size_t diagonal = std::exchange(row[0], i + 1);
-        for (std::size_t j = 0; j < b.size(); j++) {
+        for (std::size_t j = 0; j < b.size(); ++j) {
             const std::size_t changed = diagonal + (lower(a[i]) != lower(b[j]));
             diagonal = std::exchange(row[j + 1], std::min({changed, row[j] + 1, row[j + 1] + 1}));
         }
@@ -118,13 +119,14 @@ WrittenCall parseCall(std::string_view text) { return Reader(text).call(); }
 
 std::vector<std::string> nearest(std::string_view wanted, const std::vector<std::string>& names) {
     std::vector<std::pair<std::size_t, std::string>> ranked;
-    for (const std::string& name : names)
-        if (const std::size_t d = distance(wanted, name); d * 2 <= wanted.size() + 1)
-            ranked.emplace_back(d, name);
+    for (const std::string& name : names) {
+        const std::size_t d = distance(wanted, name);
+        if (d * 2 <= wanted.size() + 1) ranked.emplace_back(d, name);
+    }
     std::ranges::sort(ranked);
     ranked.erase(std::unique(ranked.begin(), ranked.end()), ranked.end());
     std::vector<std::string> result;
-    for (std::size_t i = 0; i < ranked.size() && i < 3; i++) result.push_back(ranked[i].second);
+    for (std::size_t i = 0; i < ranked.size() && i < 3; ++i) result.push_back(ranked[i].second);
     return result;
 }
 

@@ -10,8 +10,8 @@
 namespace qkz {
 
 /// The command line is wrong; the text says how.
-struct UsageError : std::runtime_error {
-    using std::runtime_error::runtime_error;
+struct UsageError : std::invalid_argument {
+    using std::invalid_argument::invalid_argument;
 };
 
 struct WrittenArgument {

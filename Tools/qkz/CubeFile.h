@@ -6,6 +6,8 @@
 #include <iosfwd>
 #include <vector>
 
+#include "Host.h"
+
 namespace qkz {
 
 struct Cube {
@@ -20,5 +22,8 @@ struct Cube {
 /// Each throws std::runtime_error with the reason.
 Cube readCube(std::istream&);
 Cube readCube(const std::filesystem::path&);
+
+/// Fills the look-up table of an instance of PictureLut3DQKZ.
+void fillTable(qkzhost::Host&, REALobjectStruct* instance, const Cube&);
 
 }  // namespace qkz

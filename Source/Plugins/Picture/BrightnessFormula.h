@@ -1,7 +1,8 @@
 // The formulas that the contrast and brightness methods share.
 #pragma once
 
-/// The contrast change of one channel: 127 stays as it is, deliberately off the middle of 0..255.
+/// The contrast change of one channel: 127 stays as it is
+/// (compatibility.md#the-centre-of-contrast).
 struct ContrastFormula {
     double factor;
 

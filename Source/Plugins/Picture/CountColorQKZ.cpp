@@ -27,7 +27,7 @@ struct Histograms {
 
 /// Adds the lanes to the block's counters, wrapping.
 void addTo(const rbData& block, const Histogram (&lanes)[Histograms::lanes]) {
-    for (int i = 0; i < 256; ++i) {
+    for (std::size_t i = 0; i < 256; ++i) {
         std::uint8_t* const counter = block.data + 4 * i;
         std::uint32_t sum = loadWord(counter);
         for (const Histogram& lane : lanes) sum += lane[i];

@@ -235,7 +235,7 @@ REALpictureStruct* ExtractColorRectangleMask(REALpictureStruct* picture, RBInteg
     if (!writer.NewPictureWriter(pictureWidth, pictureHeight)) return nullptr;
 
     const Area region = clipArea(reader, left, top, width, height, WholeWhen::negative);
-    // The reader deliberately starts at the picture's first row, not at the region's.
+    // From the picture's first row on, not the region's: compatibility.md#the-regions-rows-are-the-first-ones
     const Area read{region.left, 0, region.right, region.bottom - region.top};
     readRows(reader, read, [&](std::int64_t y, auto row, std::int64_t count) {
         markColored(rows, region.top + y, region.left, count, row);

@@ -34,7 +34,8 @@ std::int64_t wrapped(std::int64_t delta, std::int64_t size) {
     return rest < 0 ? rest + size : rest;
 }
 
-// Rows, with the padding behind their pixels. A missing row of a GD image stays out of it.
+// Rows, with the padding behind their pixels (compatibility.md#rows-move-with-their-padding). A missing row
+// of a GD image stays out of it.
 
 void copyRow(PictureEditor& editor, std::int64_t to, std::int64_t from) {
     const std::uint8_t* const source = editor.GetRow(from);
@@ -96,8 +97,8 @@ void moveLeft(std::uint8_t* row, std::int64_t width, std::int64_t shift) {
     std::memset(row + rest, white, left);
 }
 
-/// Moves by units of eight bytes but whitens pixels of four: this is intended. What would go beyond the
-/// row's end is cut off.
+/// Moves by units of eight bytes but whitens pixels of four (compatibility.md#two-pixels-to-the-right). What
+/// would go beyond the row's end is cut off.
 void moveRight(std::uint8_t* row, std::int64_t width, std::int64_t shift) {
     if (2 * shift < width)
         std::memmove(row + 8 * shift, row, static_cast<std::size_t>(4 * width - 8 * shift));
@@ -141,7 +142,7 @@ RBBoolean ScrollHorizontal(REALpictureStruct* picture, RBInteger delta, RBBoolea
     if (scrollMask && !scrollMaskOf(picture, ScrollHorizontal, delta, wrap)) return false;
     if (delta == 0) return true;
     PictureEditor editor;
-    // From here on the answer is deliberately true, whatever happens.
+    // From here on the answer is true, whatever happens: compatibility.md#columns-never-fail
     if (!editor.GetPictureEditor(picture)) return true;
     const std::int64_t width = editor.width();
     if (width < 1) return true;

@@ -9,8 +9,9 @@
 
 /// False when the picture, or its mask, cannot be edited in place.
 RBBoolean ScrollVertical(REALpictureStruct* picture, RBInteger delta, RBBoolean wrap, RBBoolean scrollMask);
-/// Deliberately true when the picture cannot be edited; false only for its mask's sake. Deliberately, a
-/// positive delta without wrap moves the row by units of eight bytes (two pixels) instead of one pixel.
+/// True also when the picture cannot be edited, false only for its mask's sake
+/// (compatibility.md#columns-never-fail). A positive delta without wrap moves the row by two pixels for each
+/// one (compatibility.md#two-pixels-to-the-right).
 RBBoolean ScrollHorizontal(REALpictureStruct* picture, RBInteger delta, RBBoolean wrap, RBBoolean scrollMask);
 /// First horizontally, then vertically.
 RBBoolean ScrollPicture(REALpictureStruct* picture, RBInteger deltaX, RBInteger deltaY, RBBoolean wrap,

@@ -33,7 +33,7 @@ void SetFactorG(REALobjectStruct* object, RBInteger, double value) { dataOf(obje
 void SetFactorB(REALobjectStruct* object, RBInteger, double value) { dataOf(object).weightBlue = value; }
 
 /// How many columns or rows are processed, always from the first one on: the minimum shortens the block
-/// instead of moving it. This is deliberate.
+/// instead of moving it (compatibility.md#a-block-at-the-top-left).
 std::int64_t processed(std::int64_t minimum, std::int64_t maximum, std::int64_t size) {
     const std::int64_t end = size <= maximum || maximum <= minimum ? size : maximum;
     std::int64_t count = 0;
@@ -79,7 +79,7 @@ RBBoolean Run(REALobjectStruct* object) {
         reader);
     REALpictureStruct* const result = writer.RenderPictureWriter();
     if (!result) return false;
-    data.destinationPicture = result;  // the previous one is not released: this is intended
+    data.destinationPicture = result;  // compatibility.md#the-previous-destination-stays-alive
     return true;
 }
 

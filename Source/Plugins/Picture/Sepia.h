@@ -3,8 +3,8 @@
 
 #include "HostTypes.h"
 
-/// Instance data. The property FactorBlue is bound to the weight of green and FactorGreen to that of blue:
-/// the crossing is intended.
+/// Instance data. The property FactorBlue is bound to the weight of green and FactorGreen to that of blue
+/// (compatibility.md#crossed-factors).
 struct PictureSepiaData {
     double weightRed;
     double weightGreen;

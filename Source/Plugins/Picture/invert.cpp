@@ -49,7 +49,7 @@ REALpictureStruct* InvertPicture(REALpictureStruct* picture, RBInteger left, RBI
 
 REALpictureStruct* InvertPicture2(REALpictureStruct* picture) { return InvertPicture(picture, 0, 0, -1, -1); }
 
-// Deliberately not like InvertPicture: a width or height of 0 is taken as given.
+// A width or height of 0 is taken as given: compatibility.md#zero-means-all-but-not-for-grays
 REALpictureStruct* InvertGrayPicture(REALpictureStruct* picture, RBInteger left, RBInteger top,
                                      RBInteger width, RBInteger height) {
     return invert(picture, left, top, width, height, WholeWhen::negative,

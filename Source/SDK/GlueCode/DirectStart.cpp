@@ -8,7 +8,8 @@ extern "C" [[gnu::visibility("default"), gnu::used, gnu::section(".interp")]] co
 
 // No C run-time start-up precedes this entry: the stack is as the loader left it and nothing is cleaned up.
 [[gnu::force_align_arg_pointer]] void libEntry() {
-    constexpr char banner[] = "QKZ Plugin, version 24.5, built Nov 11 2024\n";
+    // The date stays: compatibility.md#the-banners-date
+    constexpr char banner[] = "QKZ Plugin, version " QKZ_VERSION ", built Nov 11 2024\n";
     static_assert(sizeof banner - 1 == 44);
     [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, banner, sizeof banner - 1);
     _exit(0);

@@ -40,14 +40,14 @@ void REALPluginMain(HostResolver resolver) {
     });
     sdkVersion = sdkVersionFor(hostVersion);
     if (!resolver) return;
-    // Not tested for null: a host that accepts plug-ins always offers this service.
+    // Not tested for null: compatibility.md#the-version-is-told-unasked
     attempt([] { HostService(service::RegisterPluginVersion).address()(sdkVersion); });
     PluginEntry();
 }
 
 void MyPluginStart(const char* name) {
     pluginName = name;
-    versionBanner = "$$ Plugin version: 24.5 (2024) $$";
+    versionBanner = "$$ Plugin version: " QKZ_VERSION " (2024) $$";
 }
 
 void MyPluginEnd() {}

@@ -28,7 +28,7 @@ QKZ_EXPORT [[noreturn]] void libEntry();
 
 /// Records the plug-in's name, which generated modules carry. The text is kept, not copied.
 void MyPluginStart(const char* name);
-/// The last step of `PluginEntry`; deliberately empty.
+/// The last step of `PluginEntry`: nothing is left to do.
 void MyPluginEnd();
 /// The name given to `MyPluginStart`; null before.
 const char* MyPluginName();

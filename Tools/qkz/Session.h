@@ -1,0 +1,82 @@
+// Calls one after the other on a current picture.
+#pragma once
+
+#include <deque>
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "CallSyntax.h"
+#include "Host.h"
+#include "PictureFiles.h"
+
+namespace qkz {
+
+/// A call failed; the text is for standard error.
+struct CallFailure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// What a file function throws is told as an error of the command line.
+template <class F>
+auto fromFile(F function) {
+    try {
+        return function();
+    } catch (const qkzhost::TooManyPixels& error) {
+        throw UsageError(error.what() + std::string("; --max-pixels allows more"));
+    } catch (const std::runtime_error& error) {
+        throw UsageError(error.what());
+    }
+}
+
+/// Throws UsageError for what is wrong with the command line and its files, CallFailure for what a call
+/// raised or did not give.
+class Session {
+ public:
+    Session(qkzhost::Host& host, const qkzhost::Limits& limits) : host_(host), limits_(limits) {}
+
+    /// Reads the current picture.
+    void open(const std::filesystem::path&);
+    /// Prints size and kind of the current picture.
+    void info() const;
+    /// Does a written call. A picture that comes of it becomes the current one, a string is kept, and
+    /// anything else is printed, as are the variables passed by reference.
+    void run(const std::string& text);
+    /// Writes the last call's string, or the current picture.
+    void save(const std::filesystem::path&) const;
+    /// The beginning of the last call's string, or nothing when its result was none.
+    std::optional<std::string> stringHead() const;
+
+ private:
+    /// The values of a call's arguments.
+    struct Prepared {
+        struct Variable {
+            qkzhost::Value value;
+            std::string name;
+            const WrittenArgument* argument;
+        };
+        std::vector<qkzhost::Value> values;
+        std::deque<Variable> variables;  // passed by reference
+    };
+
+    qkzhost::OwnedPicture readPicture(const std::filesystem::path&) const;
+    qkzhost::Value valueOf(const WrittenArgument&, const qkzhost::Parameter&) const;
+    Prepared prepare(const qkzhost::Method&, const std::vector<WrittenArgument>&) const;
+    void runMethod(const WrittenCall&);
+    [[noreturn]] void unknown(const WrittenCall&) const;
+    void runClass(const qkzhost::Registration&, const WrittenCall&);
+    void setNamed(const qkzhost::Registration&, REALobjectStruct* instance, const WrittenArgument&) const;
+    void checkException() const;
+    void deliver(const qkzhost::Method&, const qkzhost::Value& result);
+    std::string shown(const qkzhost::Value&) const;
+    void show(const Prepared&) const;
+
+    qkzhost::Host& host_;
+    const qkzhost::Limits limits_;
+    qkzhost::OwnedPicture current_;
+    std::optional<std::string> lastString_;  // the last call's result, when it was a string
+};
+
+}  // namespace qkz
