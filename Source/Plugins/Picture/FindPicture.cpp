@@ -33,25 +33,28 @@ inline int difference(const Pixel& a, const Pixel& b) {
                     std::abs(a.blue - b.blue));
 }
 
-/// A picture as rows of words, [row][column]. Rows of words are taken where they are; others are copied.
+/// A picture as rows of words, [row][column]: where they are, or, of another format, copied.
 class WordRows {
  public:
     using Row = PixelRow<PixelCodec<pixelXRGB>>;
 
     explicit WordRows(PictureReader& reader) : width(reader.width()), height(reader.height()) {
-        rows_.reserve(static_cast<std::size_t>(height));
-        if (readAs<Channels::color>(reader.format()) == pixelXRGB) {
-            for (std::int64_t y = 0; y < height; ++y) rows_.push_back(reader.GetRow(y));
-        } else {
+        if (readAs<Channels::color>(reader.format()) != pixelXRGB) {
             copy(reader);
+        } else if (reader.format() != pixelGD) {
+            first_ = reader.GetRow(0);
+            distance_ = reader.rowBytes();
+        } else {  // rows are apart
+            rows_.reserve(static_cast<std::size_t>(height));
+            for (std::int64_t y = 0; y < height; ++y) rows_.push_back(reader.GetRow(y));
         }
     }
 
     /// Are all rows there?
-    bool complete() const {
-        return std::ssize(rows_) == height && std::find(rows_.begin(), rows_.end(), nullptr) == rows_.end();
+    bool complete() const { return std::find(rows_.begin(), rows_.end(), nullptr) == rows_.end(); }
+    Row operator[](std::int64_t y) const {
+        return {rows_.empty() ? first_ + y * distance_ : rows_[static_cast<std::size_t>(y)]};
     }
-    Row operator[](std::int64_t y) const { return {rows_[static_cast<std::size_t>(y)]}; }
     Probe probe(std::int64_t x, std::int64_t y) const { return {x, y, (*this)[y][x]}; }
 
     const std::int64_t width;
@@ -61,13 +64,16 @@ class WordRows {
     void copy(PictureReader& reader) {
         words_.reserve(static_cast<std::size_t>(width * height));
         forEachRow(reader, [&](auto row, std::int64_t count) {
-            rows_.push_back(reinterpret_cast<const std::uint8_t*>(words_.data() + words_.size()));
             for (std::int64_t x = 0; x < count; ++x) words_.push_back(colorWord(row[x]));
         });
+        first_ = reinterpret_cast<const std::uint8_t*>(words_.data());
+        distance_ = 4 * width;
     }
 
-    std::vector<std::uint32_t> words_;
+    const std::uint8_t* first_ = nullptr;
+    std::int64_t distance_ = 0;
     std::vector<const std::uint8_t*> rows_;
+    std::vector<std::uint32_t> words_;
 };
 
 /// `count` numbers of 0..size-1, evenly spread, with both ends.
