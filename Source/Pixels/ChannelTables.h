@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "Walks.h"
 
@@ -41,6 +42,16 @@ REALpictureStruct* mapChannels(REALpictureStruct* source, Red red, Green green, 
         tables.green[c] = green(c);
         tables.blue[c] = blue(c);
     }
+    return mapPicture(source, TableLookup(tables));
+}
+
+/// The same with one function for all three channels.
+template <class Function>
+REALpictureStruct* mapChannels(REALpictureStruct* source, Function function) {
+    ChannelTables tables;
+    for (int c = 0; c < 256; ++c) tables.red[c] = function(c);
+    std::memcpy(tables.green, tables.red, sizeof tables.red);
+    std::memcpy(tables.blue, tables.red, sizeof tables.red);
     return mapPicture(source, TableLookup(tables));
 }
 

@@ -222,5 +222,19 @@ bool allWithin(REALpictureStruct* picture, std::int64_t left, std::int64_t top, 
     return all;
 }
 
+/// Writes formula(x), opaque, to every column of row y.
+template <class Formula>
+void paintRow(PictureWriter& writer, std::int64_t y, Formula formula) {
+    std::uint8_t* const row = writer.GetRow(y);
+    if (!row) return;
+    const std::int64_t width = writer.width();
+    visitTarget<Channels::color>(writer.format(), [=]<class Target>(Target) {
+        runOnBestCpu([=] {
+            QKZ_INDEPENDENT_ITERATIONS
+            for (std::int64_t x = 0; x < width; ++x) Target::storeOpaque(row + x * Target::bytes, formula(x));
+        });
+    });
+}
+
 /// Fills columns begin..end-1 of row y with an opaque colour, as far as the picture has them.
 void fillPixels(PictureWriter& writer, std::int64_t y, std::int64_t begin, std::int64_t end, Pixel color);

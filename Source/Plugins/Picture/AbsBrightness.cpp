@@ -11,7 +11,7 @@ auto added(double brightness) {
 }  // namespace
 
 REALpictureStruct* AbsBrightnessPicture1(REALpictureStruct* picture, double b) {
-    return AbsBrightnessPicture3(picture, b, b, b);
+    return mapChannels(picture, added(b));
 }
 
 REALpictureStruct* AbsBrightnessPicture3(REALpictureStruct* picture, double red, double green, double blue) {

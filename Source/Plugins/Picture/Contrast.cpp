@@ -24,7 +24,7 @@ auto contrastLinear(double c, double brightness) {
 }  // namespace
 
 REALpictureStruct* ContrastPicture1(REALpictureStruct* picture, double c) {
-    return ContrastPicture3(picture, c, c, c);
+    return mapChannels(picture, contrast(c));
 }
 
 REALpictureStruct* ContrastPicture3(REALpictureStruct* picture, double red, double green, double blue) {
@@ -32,7 +32,7 @@ REALpictureStruct* ContrastPicture3(REALpictureStruct* picture, double red, doub
 }
 
 REALpictureStruct* ContrastAbsBrightnessPicture1(REALpictureStruct* picture, double c, double b) {
-    return ContrastAbsBrightnessPicture3(picture, c, c, c, b, b, b);
+    return mapChannels(picture, contrastAbsolute(c, b));
 }
 
 REALpictureStruct* ContrastAbsBrightnessPicture3(REALpictureStruct* picture, double contrastRed,
@@ -45,7 +45,7 @@ REALpictureStruct* ContrastAbsBrightnessPicture3(REALpictureStruct* picture, dou
 }
 
 REALpictureStruct* ContrastLinBrightnessPicture1(REALpictureStruct* picture, double c, double b) {
-    return ContrastLinBrightnessPicture3(picture, c, c, c, b, b, b);
+    return mapChannels(picture, contrastLinear(c, b));
 }
 
 REALpictureStruct* ContrastLinBrightnessPicture3(REALpictureStruct* picture, double contrastRed,

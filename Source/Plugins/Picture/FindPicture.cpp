@@ -1,6 +1,7 @@
 #include "FindPicture.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstdlib>
 #include <limits>
@@ -9,11 +10,13 @@
 #include "Vectors.h"
 #include "Walks.h"
 
-// One pixel that differs is enough to reject a position, so the search
-// 1. tries pixels of the needle (the picture sought) at up to 64 positions spread over the picture,
-// 2. picks at most 12 of them as probes, which between them reject most,
-// 3. tests 128 neighbouring positions at once by all probes, and
-// 4. compares the whole needle at the positions that survive.
+// One pixel that differs is enough to reject a position. The search tests 128 neighbouring positions at once
+// by probes, single pixels of the needle (the picture sought), and compares the whole needle at those that
+// survive. It starts with one probe, the pixel that differed last. When that has cost as much as learning
+// would, it
+// 1. tries pixels of the needle, from a grid and those that differed so far, at up to 64 positions ahead, and
+// 2. picks at most 12 of them as probes, which between them reject most.
+// A match nearby is so found without learning, as when every match of a picture is asked for in turn.
 
 namespace {
 
@@ -30,25 +33,28 @@ inline int difference(const Pixel& a, const Pixel& b) {
                     std::abs(a.blue - b.blue));
 }
 
-/// A picture as rows of words, [row][column]. Rows of words are taken where they are; others are copied.
+/// A picture as rows of words, [row][column]: where they are, or, of another format, copied.
 class WordRows {
  public:
     using Row = PixelRow<PixelCodec<pixelXRGB>>;
 
     explicit WordRows(PictureReader& reader) : width(reader.width()), height(reader.height()) {
-        rows_.reserve(static_cast<std::size_t>(height));
-        if (readAs<Channels::color>(reader.format()) == pixelXRGB) {
-            for (std::int64_t y = 0; y < height; ++y) rows_.push_back(reader.GetRow(y));
-        } else {
+        if (readAs<Channels::color>(reader.format()) != pixelXRGB) {
             copy(reader);
+        } else if (reader.format() != pixelGD) {
+            first_ = reader.GetRow(0);
+            distance_ = reader.rowBytes();
+        } else {  // rows are apart
+            rows_.reserve(static_cast<std::size_t>(height));
+            for (std::int64_t y = 0; y < height; ++y) rows_.push_back(reader.GetRow(y));
         }
     }
 
     /// Are all rows there?
-    bool complete() const {
-        return std::ssize(rows_) == height && std::find(rows_.begin(), rows_.end(), nullptr) == rows_.end();
+    bool complete() const { return std::find(rows_.begin(), rows_.end(), nullptr) == rows_.end(); }
+    Row operator[](std::int64_t y) const {
+        return {rows_.empty() ? first_ + y * distance_ : rows_[static_cast<std::size_t>(y)]};
     }
-    Row operator[](std::int64_t y) const { return {rows_[static_cast<std::size_t>(y)]}; }
     Probe probe(std::int64_t x, std::int64_t y) const { return {x, y, (*this)[y][x]}; }
 
     const std::int64_t width;
@@ -58,13 +64,16 @@ class WordRows {
     void copy(PictureReader& reader) {
         words_.reserve(static_cast<std::size_t>(width * height));
         forEachRow(reader, [&](auto row, std::int64_t count) {
-            rows_.push_back(reinterpret_cast<const std::uint8_t*>(words_.data() + words_.size()));
             for (std::int64_t x = 0; x < count; ++x) words_.push_back(colorWord(row[x]));
         });
+        first_ = reinterpret_cast<const std::uint8_t*>(words_.data());
+        distance_ = 4 * width;
     }
 
-    std::vector<std::uint32_t> words_;
+    const std::uint8_t* first_ = nullptr;
+    std::int64_t distance_ = 0;
     std::vector<const std::uint8_t*> rows_;
+    std::vector<std::uint32_t> words_;
 };
 
 /// `count` numbers of 0..size-1, evenly spread, with both ends.
@@ -90,9 +99,9 @@ class Search {
 
     /// The first match in reading order from (x, y) on.
     bool run(std::int64_t x, std::int64_t y, RBInteger* foundX, RBInteger* foundY) {
-        chooseProbes(y);
         for (; y <= lastRow_; ++y, x = 0) {
             for (; x < columns_; x += chunk) {
+                if (work_ > workBeforeLearning_) chooseProbes(y);
                 const std::int64_t match = firstInChunk(x, y, std::min(chunk, columns_ - x));
                 if (match < 0) continue;
                 *foundX = match;
@@ -107,6 +116,7 @@ class Search {
     static constexpr std::int64_t chunk = 128;   // positions tested at once
     static constexpr std::int64_t samples = 64;  // positions tried for the choice of probes, one bit each
     static constexpr std::size_t mostProbes = 12;
+    static constexpr std::int64_t gridSide = 32;
     using Flags = std::uint32_t[chunk];  // 0: the position is rejected
 
     /// The column of the first match among `count` positions from (x, y) on, or -1.
@@ -127,7 +137,8 @@ class Search {
     }
 
     /// Clears the flags of the positions that the probe rejects; false when none is left.
-    bool reject(Flags& flags, const Probe& probe, std::int64_t x, std::int64_t y, std::int64_t count) const {
+    bool reject(Flags& flags, const Probe& probe, std::int64_t x, std::int64_t y, std::int64_t count) {
+        ++work_;
         const WordRows::Row row = picture_[y + probe.y];
         const std::int64_t begin = x + probe.x;
         std::uint32_t* const left = flags;
@@ -172,6 +183,7 @@ class Search {
             const std::int64_t column = firstMismatch(x, y + row, row);
             if (column < 0) continue;
             lastMismatch_ = needle_.probe(column, row);
+            mismatches_[mismatchCount_++ % mismatches_.size()] = lastMismatch_;
             mismatchX_ = x + column;
             mismatchY_ = y + row;
             return false;
@@ -180,8 +192,9 @@ class Search {
     }
 
     /// The first column of the needle's row that differs from the picture's row at (x, y), or -1.
-    std::int64_t firstMismatch(std::int64_t x, std::int64_t y, std::int64_t needleRow) const {
+    std::int64_t firstMismatch(std::int64_t x, std::int64_t y, std::int64_t needleRow) {
         constexpr std::int64_t stretch = 64;
+        work_ += needle_.width / stretch + 1;
         const WordRows::Row mine = picture_[y];
         const auto theirs = needle_[needleRow];
         for (std::int64_t begin = 0; begin < needle_.width; begin += stretch) {
@@ -204,10 +217,14 @@ class Search {
     /// Chooses the probes: each is the pixel that rejects most of the sampled positions that those before it
     /// left. When none is left, all count again.
     void chooseProbes(std::int64_t firstRow) {
-        std::vector<Probe> candidates;
-        for (const std::int64_t y : spread(needle_.height, 32)) {
-            for (const std::int64_t x : spread(needle_.width, 32)) candidates.push_back(needle_.probe(x, y));
+        const auto differed = static_cast<std::ptrdiff_t>(std::min(mismatchCount_, mismatches_.size()));
+        std::vector<Probe> candidates(mismatches_.begin(), mismatches_.begin() + differed);
+        for (const std::int64_t y : spread(needle_.height, gridSide)) {
+            for (const std::int64_t x : spread(needle_.width, gridSide)) {
+                candidates.push_back(needle_.probe(x, y));
+            }
         }
+        probes_.clear();
         // A sample must stay small beside the search itself.
         const std::int64_t area = columns_ * (lastRow_ - firstRow + 1);
         const std::int64_t affordable = area / 4 / static_cast<std::int64_t>(candidates.size());
@@ -223,6 +240,8 @@ class Search {
                 passes[i] |= std::uint64_t{passed} << s;
             }
         }
+        work_ = 0;
+        workBeforeLearning_ *= 4;  // again, should these probes let too much through
         const std::uint64_t all = ~std::uint64_t{0} >> (64 - count);
         for (std::uint64_t left = all; probes_.size() < mostProbes;) {
             const auto best = std::min_element(passes.begin(), passes.end(), [=](auto a, auto b) {
@@ -246,8 +265,15 @@ class Search {
     std::int64_t lastRow_;
     int limit_;
     std::vector<Probe> probes_;
+    // A test of 128 positions, or of 64 pixels, counts 1. Learning tries a pixel in about an eighth of that
+    // time.
+    std::int64_t work_ = 0;
+    std::int64_t workBeforeLearning_ =
+        std::min(needle_.width, gridSide) * std::min(needle_.height, gridSide) * samples / 8;
     // The pixels, of the needle and of the picture, that differed at the position compared last.
     Probe lastMismatch_;
+    std::array<Probe, 256> mismatches_{};  // the latest
+    std::size_t mismatchCount_ = 0;
     std::int64_t mismatchX_ = -1;
     std::int64_t mismatchY_ = -1;
 };

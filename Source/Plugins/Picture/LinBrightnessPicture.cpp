@@ -14,7 +14,7 @@ auto squeezed(double brightness) {
 }  // namespace
 
 REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* picture, double b) {
-    return LinBrightnessPicture3(picture, b, b, b);
+    return mapChannels(picture, squeezed(b));
 }
 
 REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* picture, double red, double green, double blue) {

@@ -11,7 +11,7 @@ auto linear(double factor, double offset) {
 }  // namespace
 
 REALpictureStruct* TransformPicture1(REALpictureStruct* picture, double a, double b) {
-    return mapChannels(picture, linear(a, b), linear(a, b), linear(a, b));
+    return mapChannels(picture, linear(a, b));
 }
 
 REALpictureStruct* TransformPicture3(REALpictureStruct* picture, double redFactor, double redOffset,

@@ -1,36 +1,23 @@
 #include "invert.h"
 
 #include "Walks.h"
-#include "rbMultiplyUtil.h"
 
 namespace {
 
 Pixel inverted(const Pixel& p) { return {255 - p.red, 255 - p.green, 255 - p.blue, p.alpha}; }
 
-/// Stored colours inverted in plain terms: un-premultiplied, inverted, premultiplied again. With alpha 0 they
-/// stay as they are.
-struct InvertTable {
-    std::uint8_t values[256][256];  // [alpha][stored value]
-
-    explicit InvertTable(const MultiplyTables& tables) {
-        for (int alpha = 0; alpha < 256; ++alpha) {
-            for (int value = 0; value < 256; ++value) {
-                values[alpha][value] = alpha == 0
-                                           ? static_cast<std::uint8_t>(value)
-                                           : tables.multiply[alpha][255 - tables.unmultiply[alpha][value]];
-            }
-        }
-    }
-};
-
-const InvertTable& invertTable() {
-    static const InvertTable table(InitMultiplyTable());
-    return table;
+/// A stored colour inverted in plain terms: un-premultiplied by its alpha, inverted, premultiplied again,
+/// which comes to alpha - value for what is premultiplied properly. A value above its alpha counts as fully
+/// bright before, and with alpha 0 stays as it is. Equal to the way through both multiply tables for all
+/// values.
+int invertedChannel(int value, int alpha) {
+    const int beyond = ((255 - value) * alpha + 128) * 257 >> 16;  // 0 with alpha 0
+    return value <= alpha ? alpha - value : beyond + (alpha == 0 ? value : 0);
 }
 
-Pixel invertedPremultiplied(const Pixel& p, const InvertTable& table) {
-    const auto& inverse = table.values[p.alpha];
-    return {inverse[p.red], inverse[p.green], inverse[p.blue], p.alpha};
+Pixel invertedPremultiplied(const Pixel& p) {
+    return {invertedChannel(p.red, p.alpha), invertedChannel(p.green, p.alpha),
+            invertedChannel(p.blue, p.alpha), p.alpha};
 }
 
 /// Inverts the pixels inside the rectangle for which `selected` holds and copies the others there.
@@ -43,10 +30,8 @@ REALpictureStruct* invert(REALpictureStruct* picture, RBInteger left, RBInteger 
     if (!writer.NewPictureWriter(reader)) return nullptr;
     const Area area = clipArea(reader, left, top, width, height, whole);
     if (reader.hasAlpha()) {
-        const InvertTable* const table = &invertTable();
         mapPixels<Channels::colorAndAlpha>(
-            writer, area, [=](Pixel p) { return selected(p) ? invertedPremultiplied(p, *table) : p; },
-            reader);
+            writer, area, [=](Pixel p) { return select(selected(p), invertedPremultiplied(p), p); }, reader);
     } else {
         mapPixels(
             writer, area, [=](Pixel p) { return select(selected(p), inverted(p), p); }, reader);

@@ -38,12 +38,27 @@ struct Spread : MeasuresWords {
     }
 };
 
+/// Not 0 where any two channels differ.
+struct Unequal : MeasuresWords {
+    int operator()(const Pixel& p) const { return (p.red ^ p.green) | (p.green ^ p.blue); }
+
+    int largestOfWords(const std::uint8_t* words, std::int64_t count) const {
+        std::uint32_t any = 0;
+        for (std::int64_t x = 0; x < count; ++x) {
+            const std::uint32_t word = loadWord(words + 4 * x);
+            any |= word ^ word >> 8;
+        }
+        return static_cast<int>(any & 0xFFFF);
+    }
+};
+
 }  // namespace
 
 RBBoolean isGray(REALpictureStruct* picture, RBInteger tolerance, RBInteger left, RBInteger top,
                  RBInteger width, RBInteger height) {
     // Channels never differ by more than 255.
     const int limit = static_cast<int>(std::abs(std::clamp<RBInteger>(tolerance, -255, 255)));
+    if (limit == 0) return allWithin(picture, left, top, width, height, 0, Unequal{});
     return allWithin(picture, left, top, width, height, limit, Spread{});
 }
 
