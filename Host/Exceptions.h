@@ -19,7 +19,7 @@ struct RaisedException {
 };
 std::ostream& operator<<(std::ostream&, const RaisedException&);
 
-/// The one that pends after a call.
+/// The exception that a call has raised and that nobody has taken yet.
 class Exceptions {
  public:
     explicit Exceptions(ObjectTable& objects) : objects_(objects) {}

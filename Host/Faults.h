@@ -14,9 +14,14 @@
 
 namespace qkzhost {
 
-/// What a call that is made to fail does besides giving the neutral result: nothing, raising a host
-/// exception, throwing an InjectedError or an int into the plug-in, or nothing as do all later calls.
-enum class Failure { neutral, raises, throwsError, throwsNumber, lasting };
+/// What a call that is made to fail does. Where it returns, it returns the neutral result.
+enum class Failure {
+    neutral,       // nothing else
+    raises,        // raises a host exception
+    throwsError,   // throws an InjectedError into the plug-in
+    throwsNumber,  // throws an int
+    lasting        // nothing else, and all later calls fail as well
+};
 struct InjectedError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

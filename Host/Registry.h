@@ -39,8 +39,8 @@ struct Overload {
 };
 
 /// Chooses the first method that takes so many arguments (of which those with a default may be missing) and
-/// that `check` lets pass: it throws std::invalid_argument when an argument does not fit. The object is
-/// counted for a method that is called on one, or with `objectApart` is not.
+/// that `check` lets pass: it throws std::invalid_argument when an argument does not fit. The object that
+/// a method is called on counts as an argument, unless `objectApart` says that it is passed separately.
 Overload chooseOverload(const Methods&, std::size_t arguments,
                         const std::function<void(const Method&)>& check, bool objectApart = false);
 

@@ -347,6 +347,11 @@ struct Services {
     template <class Signature>
     static Entry<Signature> entryOf(const HostFunctionType<Signature>&);
 
+    template <class Signature>
+    static Function address(const HostFunctionType<Signature>&, Signature* function) {
+        return reinterpret_cast<Function>(function);
+    }
+
     template <const auto& type, auto function>
     static std::pair<std::string, Function> entry() {
         using Before = decltype(entryOf(type));
@@ -434,7 +439,8 @@ struct Services {
             entry<service::REALGetPictureMask, pictureMask>(),
             entry<service::pluginPictureGraphicsGetter, graphics>(),
             entry<service::newPicture, newPicture>(),
-            {"REALBuildPictureFromBuffer", reinterpret_cast<Function>(&buildFromBuffer)},
+            {service::REALBuildPictureFromBuffer.name,
+             address(service::REALBuildPictureFromBuffer, &buildFromBuffer)},
             entry<service::PluginPictureGetType, pictureType>(),
             entry<service::memoryBlockGetPtr, blockPointer>(),
             entry<service::memoryBlockGetSize, blockSize>(),

@@ -130,6 +130,33 @@ TEST_P(Search, WideNeedle) {
 
 ON_EVERY_STORAGE(Search);
 
+/// Pictures large enough, and needles that are found late enough, for the search to learn, and to learn
+/// again.
+TEST_P(Search, InLargePictures) {
+    const Operation& find = operationOf("Find");
+    Random random(5);
+    for (const auto& [width, height] : {std::pair(640, 300), {90, 700}}) {
+        for (int round = 0; round < 12; ++round) {
+            Image picture = randomImage(random, storage.format, storage.alpha, width, height);
+            const int colors = 2 + round % 3;
+            for (std::uint32_t& word : picture.words) {
+                word = (word & 0xFF000000) | static_cast<std::uint32_t>(random.below(colors)) * 0x030300;
+            }
+            const int side = 2 + round;
+            Image needle = picture.blank(side, side);
+            for (int y = 0; y < side; ++y) {
+                for (int x = 0; x < side; ++x) {
+                    needle.word(x, y) = picture.word(width - side - 3 + x, height - side - 2 + y) & 0xFFFFFF;
+                }
+            }
+            if (round % 4 == 3) needle.word(side - 1, side - 1) ^= 0x8000;
+            checkOperation(host, find, picture,
+                           {needle, std::int64_t{0}, std::int64_t{0}, std::int64_t{0}, std::int64_t{0},
+                            std::int64_t{round % 2 == 0 ? 3 : 1}});
+        }
+    }
+}
+
 TEST(HasMask, TellsOfMasksAndMakesNone) {
     const char* const method = "Mask(create As Boolean = True) As Picture";
     for (const double version : {2012.0, 2020.0, 2020.01, 2024.0, 3000.0}) {

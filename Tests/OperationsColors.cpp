@@ -72,7 +72,7 @@ Cell custom6(Image& picture, Cells& cells) {
 }
 
 Cells saturationArguments(Random& random, const Image&) {
-    return {random.oneIn(2) ? random.coordinate(255) : std::int64_t{random.below(1500)} - 750};
+    return {random.oneIn(2) ? random.coordinate(255) : std::int64_t{random.below(68000)} - 34000};
 }
 
 Cell saturation(Image& picture, Cells& cells) {

@@ -187,6 +187,56 @@ TEST(PictureMakers, RectanglesSurroundWhatTouchesAtSides) {
     }
 }
 
+/// Larger than a word of bits, and than what one summary word covers.
+TEST(PictureMakers, RectanglesOfLargePictures) {
+    Plugin host;
+    Random random(9);
+    for (const auto& [width, height] : {std::pair(70, 150), {150, 70}, {9000, 3}, {3, 9000}}) {
+        for (const int apart : {2, 3, 5, 9, 40, 700}) {
+            Image picture =
+                opaqueImage(width, height,
+                            std::vector<std::uint32_t>(static_cast<std::size_t>(width * height), 0xFF777777));
+            for (std::uint32_t& word : picture.words) {
+                if (random.oneIn(apart)) word ^= 0x10;
+            }
+            checkOperation(host, operationOf("RectangleMask"), picture, {});
+        }
+    }
+}
+
+/// Hooks around each other, of pixels that only the growing rectangle joins.
+TEST(PictureMakers, RectanglesAroundRectangles) {
+    Plugin host;
+    Image picture = opaqueImage(130, 130, std::vector<std::uint32_t>(130 * 130, 0xFF777777));
+    for (int end = 2; end < 129; end += 4) {
+        for (int along = 0; along < end; ++along) {
+            picture.word(end + along % 2, along) = 0xFF0000FF;
+            picture.word(along, end + along % 2) = 0xFF0000FF;
+        }
+    }
+    checkOperation(host, operationOf("RectangleMask"), picture, {});
+}
+
+TEST(PictureMakers, EveryColorAndAlphaIsInverted) {
+    Plugin host;
+    Image picture{Format::argb, true, 256, 256, {}};
+    for (std::uint32_t i = 0; i < 65536; ++i) picture.words.push_back(i >> 8 << 24 | (i & 255) * 0x010101);
+    checkOperation(host, operationOf("Invert"), picture, {});
+}
+
+TEST(PictureMakers, EveryDifferenceIsSaturatedExactly) {
+    Plugin host;
+    Image picture = opaqueImage(256, 4, {});
+    for (const std::uint32_t green : {0U, 90U, 200U, 255U}) {  // differences of -191 to 191
+        for (std::uint32_t level = 0; level < 256; ++level) {
+            picture.words.push_back(0xFF000000 | level << 16 | green << 8 | (255 - level));
+        }
+    }
+    for (std::int64_t amount = -33100; amount<33100; amount += amount> - 1200 && amount < 1200 ? 1 : 97) {
+        checkOperation(host, operationOf("Saturation"), picture, {amount});
+    }
+}
+
 TEST(PictureMakers, TransformRefusesInOrder) {
     Plugin host;
     const OwnedPicture picture = makePicture(host, opaqueImage(1, 1, {0x102030}));

@@ -3,7 +3,6 @@
 
 #include <bit>
 #include <cstring>
-#include <type_traits>
 
 #include "Pixel.h"
 #include "rbpicturereader.h"
@@ -115,7 +114,7 @@ void visitFormat(PixelFormat format, Visitor visitor) {
         case pixelRGB:
             return visitor(PixelCodec<as(pixelRGB)>{});
         case pixelUnknown:
-            return;
+            break;
     }
 }
 
@@ -126,13 +125,16 @@ void visitTarget(PixelFormat format, Visitor visitor) {
     visitFormat<writeAs<channels>>(format, visitor);
 }
 
-/// Calls `visitor` with the codecs that read the formats: one made for them where all are alike.
+/// Calls `visitor` with a codec for each format: where one codec reads them all, with that, else with
+/// AnyCodec.
 template <Channels channels, class Visitor, class... Formats>
 void visitSources(Visitor visitor, PixelFormat first, Formats... others) {
-    const PixelFormat common = readAs<channels>(first);
-    if (common == pixelUnknown || ((readAs<channels>(others) != common) || ...)) {
-        return visitor(AnyCodec{first}, AnyCodec{others}...);
+    bool visited = false;
+    if (((readAs<channels>(others) == readAs<channels>(first)) && ...)) {
+        visitFormat<readAs<channels>>(first, [&](auto codec) {
+            visited = true;
+            visitor(codec, (static_cast<void>(others), codec)...);
+        });
     }
-    visitFormat<readAs<channels>>(first,
-                                  [&](auto codec) { visitor(codec, (static_cast<void>(others), codec)...); });
+    if (!visited) visitor(AnyCodec{first}, AnyCodec{others}...);
 }

@@ -30,7 +30,7 @@ constexpr std::uint32_t colorWord(const Pixel& p) {
            static_cast<std::uint32_t>(p.blue);
 }
 
-/// Compared as words, to which a load from a word and this fold.
+/// Compared as words: together with a load from a word the compiler makes one comparison of it.
 constexpr bool sameColor(const Pixel& a, const Pixel& b) { return colorWord(a) == colorWord(b); }
 
 /// One of two pixels, chosen channel by channel: a choice between whole pixels does not vectorise.

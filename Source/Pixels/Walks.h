@@ -1,7 +1,7 @@
 // The walks over pictures, each written once: an operation brings its formula and nothing else.
 //
 // A formula is a function object from pixels to a pixel (or a number), taken by value: capture by value,
-// never by reference. One that has a loop of its own for whole rows derives from the kind it brings.
+// never by reference. One that has a loop of its own for whole rows derives from one of the kinds below.
 #pragma once
 
 #include <algorithm>
@@ -119,8 +119,8 @@ void walkRows(const Area& area, Work work, Editors&... editors) {
     }
 }
 
-/// Goes through an area's rows of one picture, or of two in step, and calls `work(y, row, count)` for each:
-/// row[x] is a pixel of the reader's, 0 the area's left column.
+/// Goes through an area's rows of a picture, with other editors in step, and calls `work(y, row, count)` for
+/// each: row[x] is a pixel of the reader's, x counted from the area's left column.
 template <class Work, class... Others>
 void readRows(PictureReader& reader, const Area& area, Work work, Others&... others) {
     const auto read = [&]<class Source>(Source source) {

@@ -40,9 +40,9 @@ void LogCaught(const CaughtException& caught) noexcept;
 /// Raises the host exception that stands for a C++ exception.
 void RaiseException(const std::exception& exception);
 
-/// Calls `function`; whatever it throws is told by `tell`, and the result is then the neutral one. It is told
-/// when the handler has been left: a second exception inside one ends the process where another C++ runtime
-/// threw the first.
+/// Calls `function` and returns what it returns. When it throws, `tell` is called with what was caught, and
+/// the result is the neutral one. `tell` runs outside the catch block: should it throw, too, inside one,
+/// while the first exception came from another copy of the C++ runtime, the process would end.
 template <void (*tell)(const CaughtException&) noexcept, class Function>
 auto guarded(Function&& function) noexcept -> decltype(function()) {
     CaughtException caught;

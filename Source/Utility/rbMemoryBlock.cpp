@@ -5,7 +5,7 @@
 
 namespace {
 
-/// The block stands here from the moment it exists: the host may leave the worker at any call.
+/// The block is kept here as soon as it exists: any call of the host may throw and end makeBlock.
 struct NewBlock {
     std::int64_t size;
     REALmemoryBlockStruct* block;

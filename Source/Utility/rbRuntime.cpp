@@ -1,5 +1,5 @@
-// Part of the shared object only: what the C++ library linked into it finds here instead of in a newer C
-// library, or in a copy of its own.
+// Part of the shared object only. The C++ library that is linked into it takes these two from here: one that
+// only newer C libraries have, and one of which the process may have a copy in use already.
 #include "Uncaught.h"
 #include "rbDL.h"
 

@@ -220,8 +220,8 @@ char* AddClassParameterAssign(const char* declaration, const char* className) {
                       extended, blank);
         result = heapCopy(text);
     } else {
-        LogMessage("Error: Keine Klammer in der Deklaration",
-                   extended);  // compatibility.md#a-message-in-german
+        // compatibility.md#a-message-in-german
+        LogMessage("Error: Keine Klammer in der Deklaration", extended);
     }
     FreeMemoryNow(extended);
     return result;

@@ -1,6 +1,5 @@
 #include "rbpicturereader.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <utility>
 

@@ -10,8 +10,7 @@
 #include "Soak.h"
 
 // The leak detector fails over the thread-local data of many libraries; without them the loader and GLib
-// leak. A writer deliberately never frees its own buffer, which a host without REALBuildPictureFromBuffer
-// does not take.
+// leak. A writer's own buffer stays: compatibility.md#the-own-buffer-stays
 extern "C" const char* __lsan_default_options() { return "use_tls=0"; }
 extern "C" const char* __lsan_default_suppressions() {
     return "leak:ld-linux-x86-64.so\nleak:libglib-2.0.so\nleak:PictureWriter::NewPictureWriterLinux";

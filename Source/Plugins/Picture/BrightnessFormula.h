@@ -1,8 +1,7 @@
 // The formulas that the contrast and brightness methods share.
 #pragma once
 
-/// The contrast change of one channel: 127 stays as it is
-/// (compatibility.md#the-centre-of-contrast).
+/// The contrast change of one channel: 127 stays (compatibility.md#the-centre-of-contrast).
 struct ContrastFormula {
     double factor;
 

@@ -1,4 +1,4 @@
-// Contrast, alone and together with brightness, and custom linear maps of the channels.
+// Contrast, alone and together with brightness.
 //
 // Each function returns a new opaque picture like the source, or null when the source cannot be read. The
 // one-value forms take one parameter for all three channels. Any double is accepted: results are computed in

@@ -5,8 +5,10 @@
 #include <bit>
 #include <cstdlib>
 #include <limits>
+#include <memory>
 #include <vector>
 
+#include "MyMemory.h"
 #include "Vectors.h"
 #include "Walks.h"
 
@@ -51,7 +53,10 @@ class WordRows {
     }
 
     /// Are all rows there?
-    bool complete() const { return std::find(rows_.begin(), rows_.end(), nullptr) == rows_.end(); }
+    bool complete() const {
+        return rows_.empty() ? first_ != nullptr
+                             : std::find(rows_.begin(), rows_.end(), nullptr) == rows_.end();
+    }
     Row operator[](std::int64_t y) const {
         return {rows_.empty() ? first_ + y * distance_ : rows_[static_cast<std::size_t>(y)]};
     }
@@ -62,18 +67,19 @@ class WordRows {
 
  private:
     void copy(PictureReader& reader) {
-        words_.reserve(static_cast<std::size_t>(width * height));
-        forEachRow(reader, [&](auto row, std::int64_t count) {
-            for (std::int64_t x = 0; x < count; ++x) words_.push_back(colorWord(row[x]));
-        });
-        first_ = reinterpret_cast<const std::uint8_t*>(words_.data());
         distance_ = 4 * width;
+        words_.reset(static_cast<std::uint8_t*>(AllocateMemory(distance_ * height)));
+        first_ = words_.get();
+        if (!first_) return;
+        forEachRow(reader, [next = words_.get()](auto row, std::int64_t count) mutable {
+            for (std::int64_t x = 0; x < count; ++x, next += 4) storeWord(next, colorWord(row[x]));
+        });
     }
 
     const std::uint8_t* first_ = nullptr;
     std::int64_t distance_ = 0;
     std::vector<const std::uint8_t*> rows_;
-    std::vector<std::uint32_t> words_;
+    std::unique_ptr<std::uint8_t, MemoryDeleter> words_;
 };
 
 /// `count` numbers of 0..size-1, evenly spread, with both ends.

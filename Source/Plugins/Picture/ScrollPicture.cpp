@@ -107,7 +107,7 @@ void moveRight(std::uint8_t* row, std::int64_t width, std::int64_t shift) {
 
 /// Does `work` to every row's first byte.
 template <class Work>
-void forEachRow(PictureEditor& editor, Work work) {
+void eachRowInPlace(PictureEditor& editor, Work work) {
     walkRows(
         wholeArea(editor), [&](std::int64_t, std::int64_t) { work(editor.currentRow()); }, editor);
 }
@@ -151,13 +151,13 @@ RBBoolean ScrollHorizontal(REALpictureStruct* picture, RBInteger delta, RBBoolea
         if (shift == 0) return true;
         const Scratch saved = newScratch(4 * width);
         if (!saved) return true;
-        forEachRow(editor, [&](std::uint8_t* row) { rotatePixels(row, width, shift, saved.get()); });
+        eachRowInPlace(editor, [&](std::uint8_t* row) { rotatePixels(row, width, shift, saved.get()); });
     } else if (delta >= width || delta <= -width) {
         whitenRows(editor, 0, editor.height());
     } else if (delta < 0) {
-        forEachRow(editor, [&](std::uint8_t* row) { moveLeft(row, width, -delta); });
+        eachRowInPlace(editor, [&](std::uint8_t* row) { moveLeft(row, width, -delta); });
     } else {
-        forEachRow(editor, [&](std::uint8_t* row) { moveRight(row, width, delta); });
+        eachRowInPlace(editor, [&](std::uint8_t* row) { moveRight(row, width, delta); });
     }
     return true;
 }

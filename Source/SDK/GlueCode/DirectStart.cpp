@@ -10,7 +10,7 @@ extern "C" [[gnu::visibility("default"), gnu::used, gnu::section(".interp")]] co
 [[gnu::force_align_arg_pointer]] void libEntry() {
     // The date stays: compatibility.md#the-banners-date
     constexpr char banner[] = "QKZ Plugin, version " QKZ_VERSION ", built Nov 11 2024\n";
-    static_assert(sizeof banner - 1 == 44);
+    static_assert(sizeof banner - 1 == 44, "tools expect the banner's 44 bytes");
     [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, banner, sizeof banner - 1);
     _exit(0);
 }
