@@ -1,5 +1,5 @@
 // The two classes' objects: what they hold, when they release it, and a few well-known pixels.
-#include "Support.h"
+#include "Operations.h"
 
 namespace qkztest {
 namespace {
@@ -115,6 +115,17 @@ TEST_P(Runs, ReplaceTheDestination) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Runs, testing::Values("PictureSepiaQKZ", "PictureLut3DQKZ"));
+
+/// In large areas blue is interpolated once for all pixels.
+TEST(Lut3D, LargePicturesAreComputedAlike) {
+    Plugin host;
+    Random random(3);
+    for (std::int64_t seed = 1; seed <= 5; ++seed) {
+        const Image picture = randomImage(random, Format::xrgb, false, 1024, 520);
+        checkOperation(host, operationOf("Lut3D"), picture,
+                       {std::int64_t{0}, std::int64_t{0}, std::int64_t{0}, std::int64_t{0}, seed});
+    }
+}
 
 TEST(Lut3D, TableKeepsWhatIsWithinIt) {
     Plugin host;

@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <iterator>
+#include <memory>
 
 #include "ClassRows.h"
+#include "MyMemory.h"
 #include "Vectors.h"
 #include "Walks.h"
 
@@ -54,8 +56,22 @@ struct Grid {
 /// The three results of an entry, and what follows them in the table, which is not used.
 using Results [[gnu::vector_size(32)]] = double;
 
-/// Truncated and clamped; not a number gives 0.
-int channelValue(double value) { return value > 0 ? static_cast<int>(std::min(value, 255.0)) : 0; }
+/// Between two entries.
+[[gnu::always_inline]] inline void interpolate(Results& from, const Results& to, double fraction) {
+    from = from + (to - from) * fraction;
+}
+
+/// Along green, then red, between four results along blue. Truncated and clamped; not a number gives 0.
+[[gnu::always_inline]] inline Pixel interpolated(Results& c00, const Results& c01, Results& c10,
+                                                 const Results& c11, double alongGreen, double alongRed) {
+    interpolate(c00, c01, alongGreen);
+    interpolate(c10, c11, alongGreen);
+    interpolate(c00, c10, alongRed);
+    using Channels32 [[gnu::vector_size(16)]] = std::int32_t;
+    const Results positive = c00 > 0 ? c00 : Results{};
+    const auto channels = __builtin_convertvector(positive < 255 ? positive : Results{} + 255, Channels32);
+    return {channels[0], channels[1], channels[2]};
+}
 
 /// Trilinear interpolation in the table, along blue, then green, then red.
 struct Interpolation {
@@ -65,25 +81,64 @@ struct Interpolation {
     Pixel operator()(const Pixel& p) const {
         // No cell is above 15, so that entries behind the last one read exist.
         const double* const cell = data->table[grid->cell[p.red]][grid->cell[p.green]][grid->cell[p.blue]];
-        constexpr std::ptrdiff_t blue = 3, green = lutPoints * blue, red = lutPoints * green;
-        const double alongBlue = grid->fraction[p.blue], alongGreen = grid->fraction[p.green],
-                     alongRed = grid->fraction[p.red];
-        const auto interpolateBlue = [=](Results& result, std::ptrdiff_t offset) {
-            Results from, to;
-            loadVector(from, cell + offset);
-            loadVector(to, cell + offset + blue);
-            result = from + (to - from) * alongBlue;
+        const auto alongBlue = [=, fraction = grid->fraction[p.blue]](Results& result, std::size_t column) {
+            Results to;
+            loadVector(result, cell + 3 * lutPoints * column);
+            loadVector(to, cell + 3 * lutPoints * column + 3);
+            interpolate(result, to, fraction);
         };
         Results c00, c01, c10, c11;
-        interpolateBlue(c00, 0);
-        interpolateBlue(c01, green);
-        interpolateBlue(c10, red);
-        interpolateBlue(c11, red + green);
-        const Results c0 = c00 + (c01 - c00) * alongGreen;
-        const Results c1 = c10 + (c11 - c10) * alongGreen;
-        const Results result = c0 + (c1 - c0) * alongRed;
-        return {channelValue(result[0]), channelValue(result[1]), channelValue(result[2])};
+        alongBlue(c00, 0);
+        alongBlue(c01, 1);
+        alongBlue(c10, lutPoints);
+        alongBlue(c11, lutPoints + 1);
+        return interpolated(c00, c01, c10, c11, grid->fraction[p.green], grid->fraction[p.red]);
     }
+};
+
+/// The same where the interpolation along blue has been done for every level: three instead of seven. Worth
+/// its making for large areas.
+class InterpolationOfLevels {
+ public:
+    static constexpr std::int64_t worthwhilePixels = 1 << 19;
+
+    /// Null in `levels` when there is no memory.
+    static std::unique_ptr<double, MemoryDeleter> makeLevels(const PictureLut3DData& data, const Grid& grid) {
+        std::unique_ptr<double, MemoryDeleter> levels(
+            static_cast<double*>(AllocateMemory(lutPoints * lutPoints * 256 * sizeof(Results))));
+        if (!levels) return levels;
+        double* next = levels.get();
+        for (const auto& red : data.table) {
+            for (const auto& green : red) {
+                for (int blue = 0; blue < 256; ++blue, next += 4) {
+                    const double* const entry = green[grid.cell[blue]];
+                    for (int i = 0; i < 3; ++i) {
+                        next[i] = entry[i] + (entry[i + 3] - entry[i]) * grid.fraction[blue];
+                    }
+                    next[3] = 0;
+                }
+            }
+        }
+        return levels;
+    }
+
+    InterpolationOfLevels(const double* levels, const Grid& grid) : levels_(levels), grid_(&grid) {}
+
+    Pixel operator()(const Pixel& p) const {
+        const auto column =
+            static_cast<std::size_t>(grid_->cell[p.red] * static_cast<int>(lutPoints) + grid_->cell[p.green]);
+        const double* const from = levels_ + (column * 256 + static_cast<std::size_t>(p.blue)) * 4;
+        Results c00, c01, c10, c11;
+        loadVector(c00, from);
+        loadVector(c01, from + 4 * 256);
+        loadVector(c10, from + 4 * 256 * lutPoints);
+        loadVector(c11, from + 4 * 256 * (lutPoints + 1));
+        return interpolated(c00, c01, c10, c11, grid_->fraction[p.green], grid_->fraction[p.red]);
+    }
+
+ private:
+    const double* levels_;
+    const Grid* grid_;
 };
 
 /// An axis of the area: from the minimum to the maximum, which counts only above the minimum.
@@ -107,7 +162,15 @@ RBBoolean Run(REALobjectStruct* object) {
         mapPixels(
             writer, wholeArea(reader), [](const Pixel& p) { return p; }, reader);
     }
-    mapPixels(writer, area, Interpolation{&data, &grid}, reader);
+    std::unique_ptr<double, MemoryDeleter> levels;
+    if ((area.right - area.left) * (area.bottom - area.top) >= InterpolationOfLevels::worthwhilePixels) {
+        levels = InterpolationOfLevels::makeLevels(data, grid);
+    }
+    if (levels) {
+        mapPixels(writer, area, InterpolationOfLevels(levels.get(), grid), reader);
+    } else {
+        mapPixels(writer, area, Interpolation{&data, &grid}, reader);
+    }
     REALpictureStruct* const result = writer.RenderPictureWriter();
     if (!result) return false;
     rbFreeNow(data.destinationPicture);
