@@ -105,6 +105,32 @@ Prepare finds(Content content, int tolerance) {
     };
 }
 
+/// Every place of a 16 x 16 icon, which is drawn on the photo every 40 pixels: each search starts behind the
+/// last place found.
+Prepare findsAll() {
+    return [](Scene& scene) -> Call {
+        const auto function =
+            find<RBBoolean, Pic, Pic, RBInteger*, RBInteger*, RBInteger, RBInteger, RBInteger>(
+                scene.host, "FindPictureQKZ");
+        if (!function) return {};
+        const int size = 16, apart = 40;
+        const OwnedPicture picture = scene.copy(photo), icon = scene.host.newPicture(size, size);
+        const cv::Mat drawn = scene.mat(icon);
+        scene.mat(noise)(cv::Rect(0, 0, size, size)).copyTo(drawn);
+        for (int y = 0; y + size <= scene.height; y += apart) {
+            for (int x = 0; x + size <= scene.width; x += apart) {
+                drawn.copyTo(scene.mat(picture)(cv::Rect(x, y, size, size)));
+            }
+        }
+        return [function, picture, icon] {
+            RBInteger x = 0, y = 0, found = 0;
+            for (RBInteger startX = 0; function(picture, icon, &x, &y, startX, y, 3) != 0; startX = x + 1)
+                ++found;
+            return outcome(found);
+        };
+    };
+}
+
 /// The peer works on three-channel pictures that were made before.
 Prepare peerFinds(Content content) {
     return peerTells([=, picture = cv::Mat(), piece = cv::Mat(), distances = cv::Mat()](Scene& s) mutable {
@@ -176,6 +202,7 @@ std::vector<Operation> lookingAtPictures() {
                searches + "one colour and the piece, tolerance 1"),
         search("one colour and the piece", flatWithPiece, 40, 4,
                searches + "one colour and the piece, tolerance 1"),
+        {"FindPictureQKZ, every icon", findsAll(), sum, 12},
         search("one colour but the last pixel", flatWithDot, 1, 40, ""),
         search("one colour but the last pixel", flatWithDot, 40, 40,
                searches + "one colour but the last pixel, tolerance 1"),

@@ -216,30 +216,30 @@ std::vector<Operation> makingPictures() {
         return Operation{name, std::move(ours), copy, 2, "copyTo through a buffer", 0, std::move(peer)};
     };
     const auto rectangleRow = [](const char* name, Content content) {
-        return Operation{name, method<Pic>("ExtractColorRectangleMaskQKZ", content), copy, 30};
+        return Operation{name, method<Pic>("ExtractColorRectangleMaskQKZ", content), copy, 12};
     };
     return {
-        {"InvertQKZ", method<Pic>("InvertQKZ", photo), copy, 1.25, "bitwise_not", notSlower,
+        {"InvertQKZ", method<Pic>("InvertQKZ", photo), one, onePass, "bitwise_not", notSlower,
          peerMakes([](Scene& s, cv::Mat to) { cv::bitwise_not(s.mat(photo), to); })},
-        {"InvertGrayQKZ", method<Pic>("InvertGrayQKZ", photo), copy, 0},
-        {"InvertQKZ, with alpha", method<Pic>("InvertQKZ", translucent), copy, 0},
-        {"ThresholdQKZ", method<Pic>("ThresholdQKZ", gray, 128), copy, 1.4, "threshold", notSlower,
+        {"InvertGrayQKZ", method<Pic>("InvertGrayQKZ", photo), one, onePass},
+        {"InvertQKZ, with alpha", method<Pic>("InvertQKZ", translucent), one, 2},
+        {"ThresholdQKZ", method<Pic>("ThresholdQKZ", gray, 128), one, onePass, "threshold", notSlower,
          peerMakes(
              [](Scene& s, cv::Mat to) { cv::threshold(s.mat(gray), to, 127, 255, cv::THRESH_BINARY); })},
-        {"ReplaceColorQKZ", method<Pic>("ReplaceColorQKZ", frames, red, blue), copy, 1.4, "inRange + setTo",
-         notSlower, peerMakes([mask = cv::Mat()](Scene& s, cv::Mat to) mutable {
+        {"ReplaceColorQKZ", method<Pic>("ReplaceColorQKZ", frames, red, blue), one, onePass,
+         "inRange + setTo", notSlower, peerMakes([mask = cv::Mat()](Scene& s, cv::Mat to) mutable {
              const cv::Mat from = s.mat(frames);
              cv::inRange(from, scalar(red, 0), scalar(red, 255), mask);
              from.copyTo(to);
              to.setTo(scalar(blue, 255), mask);
          })},
-        {"ExtractColorQKZ", method<Pic>("ExtractColorQKZ", frames, red, blue, paper), copy, 1.4,
+        {"ExtractColorQKZ", method<Pic>("ExtractColorQKZ", frames, red, blue, paper), one, onePass,
          "inRange + setTo", notSlower, peerMakes([mask = cv::Mat()](Scene& s, cv::Mat to) mutable {
              cv::inRange(s.mat(frames), scalar(red, 0), scalar(red, 255), mask);
              to.setTo(scalar(paper, 255));
              to.setTo(scalar(blue, 255), mask);
          })},
-        {"EmbeddedMaskQKZ", method<Pic>("EmbeddedMaskQKZ", translucent, false), copy, 1.4,
+        {"EmbeddedMaskQKZ", method<Pic>("EmbeddedMaskQKZ", translucent, false), one, onePass,
          "extractChannel + cvtColor", notSlower, peerMakes([alpha = cv::Mat()](Scene& s, cv::Mat to) mutable {
              cv::extractChannel(s.mat(translucent), alpha, 3);
              cv::cvtColor(alpha, to, cv::COLOR_GRAY2BGRA);
@@ -249,15 +249,15 @@ std::vector<Operation> makingPictures() {
              const cv::Mat mask = s.mat(other);
              cv::mixChannels(&mask, 1, &picture, 1, std::array{2, 0}.data(), 1);
          })},
-        {"ReplaceRedChannelQKZ", method<Pic>("ReplaceRedChannelQKZ", photo, other), copy, 1.4, "mixChannels",
-         notSlower, mixed({photo, other}, {0, 0, 1, 1, 6, 2, 3, 3})},
-        {"ReplaceGreenChannelQKZ", method<Pic>("ReplaceGreenChannelQKZ", photo, other), copy, 1.4,
+        {"ReplaceRedChannelQKZ", method<Pic>("ReplaceRedChannelQKZ", photo, other), two, onePass,
+         "mixChannels", notSlower, mixed({photo, other}, {0, 0, 1, 1, 6, 2, 3, 3})},
+        {"ReplaceGreenChannelQKZ", method<Pic>("ReplaceGreenChannelQKZ", photo, other), two, onePass,
          "mixChannels", notSlower, mixed({photo, other}, {0, 0, 5, 1, 2, 2, 3, 3})},
-        {"ReplaceBlueChannelQKZ", method<Pic>("ReplaceBlueChannelQKZ", photo, other), copy, 1.4,
+        {"ReplaceBlueChannelQKZ", method<Pic>("ReplaceBlueChannelQKZ", photo, other), two, onePass,
          "mixChannels", notSlower, mixed({photo, other}, {4, 0, 1, 1, 2, 2, 3, 3})},
-        {"CombinePicturesQKZ", method<Pic>("CombinePicturesQKZ", photo, other, third), copy, 1.4,
+        {"CombinePicturesQKZ", method<Pic>("CombinePicturesQKZ", photo, other, third), three, onePass,
          "mixChannels", notSlower, mixed({photo, other, third}, {4, 0, 9, 1, 2, 2, 3, 3})},
-        {"MergePictureQKZ", method<Pic>("MergePictureQKZ", photo, other), copy, 1.4, "max", notSlower,
+        {"MergePictureQKZ", method<Pic>("MergePictureQKZ", photo, other), two, onePass, "max", notSlower,
          peerMakes([](Scene& s, cv::Mat to) { cv::max(s.mat(photo), s.mat(other), to); })},
         {"ChangeContrastQKZ (1)", method<Pic>("ChangeContrastQKZ", photo, 0.4), copy, tables, "LUT", 3,
          lookedUp([](int c) { return (c - 127) * 1.4 + 127; })},
@@ -324,9 +324,9 @@ std::vector<Operation> makingPictures() {
                   rolled(-step, 0, false)),
         scrollRow("ScrollQKZ, around", inPlace<RBBoolean>("ScrollQKZ", false, step, step, true, false),
                   rolled(step, step, true)),
-        {"BinaryStringtoPictureQKZ", unpacked(), copy, 1.5, "cvtColor", 0, peerUnpacked()},
-        {"PicturetoBinaryStringQKZ", method<REALstringStruct*>("PicturetoBinaryStringQKZ", photo), copy, 2.5,
-         "cvtColor + string", 0, peerPacked()},
+        {"BinaryStringtoPictureQKZ", unpacked(), copy, 1.5, "cvtColor", 0.9, peerUnpacked()},
+        {"PicturetoBinaryStringQKZ", method<REALstringStruct*>("PicturetoBinaryStringQKZ", photo), copy, 2,
+         "cvtColor + string", 0.9, peerPacked()},
     };
 }
 

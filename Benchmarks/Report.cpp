@@ -45,28 +45,8 @@ std::string limitText(double value) {
 double ratio(double a, double b) { return a > 0 && b > 0 ? a / b : 0; }
 
 /// The time that an operation's limit is a multiple of.
-double unit(const Operation& operation, const Times& times, Size size) {
-    switch (operation.against) {
-        case Against::copy:
-            return times.of(measurement(copyName, Side::ours, size));
-        case Against::sum:
-            return times.of(measurement(sumName, Side::ours, size));
-        case Against::microsecond:
-            break;
-    }
-    return 1e-6;
-}
-
-const char* nameOf(Against against) {
-    switch (against) {
-        case Against::copy:
-            return "copy";
-        case Against::sum:
-            return "sum";
-        case Against::microsecond:
-            break;
-    }
-    return "µs";
+double unit(Against against, const Times& times, Size size) {
+    return against == Against::microsecond ? 1e-6 : times.of(measurement(nameOf(against), Side::ours, size));
 }
 
 struct Measured {
@@ -77,7 +57,56 @@ Measured measured(const Operation& operation, const Times& times, Size size) {
     const std::string& peerOf = operation.peerOf.empty() ? operation.name : operation.peerOf;
     const double ours = times.of(measurement(operation.name, Side::ours, size));
     const double peer = times.of(measurement(peerOf, Side::peer, size));
-    return {ours, peer, ratio(ours, unit(operation, times, size)), ratio(peer, ours)};
+    return {ours, peer, ratio(ours, unit(operation.against, times, size)), ratio(peer, ours)};
+}
+
+bool holds(const Operation& operation, const Measured& at) {
+    return at.ours <= 0 || ((operation.limit <= 0 || at.timesUnit <= operation.limit) &&
+                            (operation.peerLimit <= 0 || at.timesOurs >= operation.peerLimit));
+}
+
+void printUnits(std::ostream& out, const Times& times) {
+    const std::pair<Against, const char*> units[] = {
+        {Against::copy, "memcpy of the rows into a new picture"},
+        {Against::one, "a new picture of the words of one, by ordinary loads and stores"},
+        {Against::two, "of two"},
+        {Against::three, "of three"},
+        {Against::sum, "adding up the words of the rows"}};
+    out << "| unit |";
+    for (const Size size : sizes) out << ' ' << nameOf(size) << " |";
+    out << "\n|---|---|---|---|---|\n";
+    for (const auto& [against, text] : units) {
+        out << "| " << nameOf(against) << ": " << text << " |";
+        for (const Size size : sizes) out << ' ' << number(unit(against, times, size) * 1e3) << " ms |";
+        out << '\n';
+    }
+}
+
+void printFixedCosts(std::ostream& out, const std::vector<FixedCost>& costs) {
+    out << "\n| " << nameOf(sizes[0])
+        << ": a call | µs | of it in the host | calls of the host |\n|---|---|---|---|\n";
+    for (const FixedCost& cost : costs) {
+        out << "| " << cost.operation << " | " << number(cost.seconds * 1e6) << " | "
+            << static_cast<int>(100 * cost.hostSeconds / cost.seconds + 0.5) << " % | " << cost.hostCalls
+            << " |\n";
+    }
+}
+
+void printFreshMemory(std::ostream& out, const std::vector<FreshMemory>& rows) {
+    if (rows.empty()) return;
+    out << "\n| in fresh memory | size | results kept: median, mean ms | peer | p = p.f(): median, mean ms | "
+           "peer "
+        << "| MB before, kept, after | peer |\n|---|---|---|---|---|---|---|---|\n";
+    const auto pair = [](double a, double b) { return number(a * 1e3) + ", " + number(b * 1e3); };
+    for (const FreshMemory& row : rows) {
+        out << "| " << row.operation << " | " << nameOf(row.size) << " | "
+            << pair(row.ours.keptMedian, row.ours.keptMean) << " | "
+            << pair(row.peer.keptMedian, row.peer.keptMean) << " | "
+            << pair(row.ours.replacedMedian, row.ours.replacedMean) << " | "
+            << pair(row.peer.replacedMedian, row.peer.replacedMean) << " | " << row.residentBefore << ", "
+            << row.ours.residentKept << ", " << row.ours.residentAfter << " | " << row.ours.residentAfter
+            << ", " << row.peer.residentKept << ", " << row.peer.residentAfter << " |\n";
+    }
 }
 
 }  // namespace
@@ -102,53 +131,62 @@ double Times::of(const std::string& name) const {
     return found == seconds_.end() ? 0 : found->second;
 }
 
+const char* nameOf(Against against) {
+    switch (against) {
+        case Against::copy:
+            return "copy";
+        case Against::one:
+            return "pass of 1";
+        case Against::two:
+            return "pass of 2";
+        case Against::three:
+            return "pass of 3";
+        case Against::sum:
+            return "sum";
+        case Against::microsecond:
+            break;
+    }
+    return "µs";
+}
+
 bool print(std::ostream& out, const std::vector<Row>& rows, const Times& times,
-           const std::vector<FixedCost>& costs) {
-    const auto& [small, middle, large] = sizes;
+           const std::vector<FixedCost>& costs, const std::vector<FreshMemory>& fresh) {
+    const Size largest = sizes[std::size(sizes) - 1];
     out << "Processor: " << processor() << " (" << vectors() << "), one thread. Peer: OpenCV " << CV_VERSION
         << ".\n\n";
-    out << "| unit |";
-    for (const Size size : sizes) out << ' ' << nameOf(size) << " |";
-    out << "\n|---|---|---|---|\n";
-    const std::pair<const char*, const char*> units[] = {
-        {copyName, "copy: memcpy of the rows into a new picture"},
-        {sumName, "sum: adding up the words of the rows"}};
-    for (const auto& [name, text] : units) {
-        out << "| " << text << " |";
-        for (const Size size : sizes)
-            out << ' ' << number(times.of(measurement(name, Side::ours, size)) * 1e3) << " ms |";
-        out << '\n';
+    printUnits(out, times);
+    out << "\n| operation | ms at " << nameOf(largest) << " | unit |";
+    for (const Size size : sizes) {
+        if (limitsCount(size)) out << " units at " << nameOf(size) << " |";
     }
-    out << "\n| operation | ms at " << nameOf(large)
-        << " | in units | limit | peer | peer ms | peer / ours | at least "
-        << "| differs by | ok | in units at " << nameOf(middle) << " | peer / ours |\n"
-        << "|---|---|---|---|---|---|---|---|---|---|---|---|\n";
+    out << " limit | peer | at least |";
+    for (const Size size : sizes) out << " peer / ours at " << nameOf(size) << " |";
+    out << " differs by | ok |\n|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n";
     bool allGood = true;
     for (const auto& [operation, difference] : rows) {
-        const Measured at = measured(operation, times, large), smaller = measured(operation, times, middle);
-        if (at.ours <= 0) continue;
-        const bool asked = operation.limit > 0 || operation.peerLimit > 0;
-        const bool good = (operation.limit <= 0 || at.timesUnit <= operation.limit) &&
-                          (operation.peerLimit <= 0 || at.timesOurs >= operation.peerLimit) &&
-                          difference <= operation.tolerance;
+        bool good = difference <= operation.tolerance;
+        std::ostringstream units, peers, differs;
+        for (const Size size : sizes) {
+            const Measured at = measured(operation, times, size);
+            peers << ' ' << number(at.timesOurs) << " |";
+            if (!limitsCount(size)) continue;
+            units << ' ' << number(at.timesUnit) << " |";
+            good = good && holds(operation, at);
+        }
         allGood = allGood && good;
-        std::ostringstream differs;
         if (difference >= 0) differs << std::setprecision(2) << difference;
-        out << "| " << operation.name << " | " << number(at.ours * 1e3) << " | " << number(at.timesUnit)
-            << ' ' << nameOf(operation.against) << " | " << limitText(operation.limit) << " | "
-            << operation.peerName << " | " << number(at.peer * 1e3) << " | " << number(at.timesOurs) << " | "
-            << limitText(operation.peerLimit) << " | " << differs.str() << " | "
+        const bool asked = operation.limit > 0 || operation.peerLimit > 0;
+        out << "| " << operation.name << " | " << number(measured(operation, times, largest).ours * 1e3)
+            << " | " << nameOf(operation.against) << " |" << units.str() << ' ' << limitText(operation.limit)
+            << " | " << operation.peerName << " | " << limitText(operation.peerLimit) << " |" << peers.str()
+            << ' ' << differs.str() << " | "
             << (!good   ? "**no**"
                 : asked ? "yes"
                         : "")
-            << " | " << number(smaller.timesUnit) << " | " << number(smaller.timesOurs) << " |\n";
-    }
-    out << "\n| " << nameOf(small)
-        << ": a call | µs | of it in the host | calls of the host |\n|---|---|---|---|\n";
-    for (const FixedCost& cost : costs)
-        out << "| " << cost.operation << " | " << number(cost.seconds * 1e6) << " | "
-            << static_cast<int>(100 * cost.hostSeconds / cost.seconds + 0.5) << " % | " << cost.hostCalls
             << " |\n";
+    }
+    printFixedCosts(out, costs);
+    printFreshMemory(out, fresh);
     return allGood;
 }
 

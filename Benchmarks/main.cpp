@@ -1,13 +1,17 @@
 // Times the plug-in's operations through the small real host, beside a peer that does the same work on the
 // same pictures, and prints the result as Markdown.
 //
-//     qkz_bench [FILTER] [--benchmark_...]
+//     qkz_bench [FILTER] [--chart=FILE] [--benchmark_...]
 //
-// FILTER is a regular expression; only operations whose names contain a match are timed.
+// FILTER is a regular expression; only operations whose names contain a match are timed. FILE is an SVG
+// picture of the results.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
+#include <array>
+#include <concepts>
 #include <cstring>
+#include <fstream>
 #include <iostream>
 #include <limits>
 #include <opencv2/core.hpp>
@@ -15,6 +19,7 @@
 #include <regex>
 #include <set>
 
+#include "FreshMemory.h"
 #include "HostShare.h"
 
 #if defined(__GNUC__) && !defined(__clang__)
@@ -45,6 +50,35 @@ Call copied(Scene& scene) {
     };
 }
 
+std::uint32_t* picturesRow(const cv::Mat& mat, int y) {
+    return reinterpret_cast<std::uint32_t*>(mat.data + mat.step * static_cast<std::size_t>(y));
+}
+
+/// A row of words made of the words of several.
+template <class... Words>
+QKZ_BEST_TARGET void passOver(std::uint32_t* to, int count, const Words*... from) {
+    for (int i = 0; i < count; ++i) to[i] = (from[i] ^ ...);
+}
+
+/// What operations that read so many pictures and make one cannot do without: ordinary loads and stores.
+template <std::same_as<Content>... Contents>
+Prepare pass(Contents... contents) {
+    return [=](Scene& scene) -> Call {
+        return [&scene, sources = std::array{scene.mat(contents)...}] {
+            auto picture = scene.newPicture();
+            const cv::Mat to = scene.mat(picture);
+            for (int y = 0; y < to.rows; ++y) {
+                std::apply(
+                    [&](const auto&... from) {
+                        passOver(picturesRow(to, y), to.cols, from.template ptr<std::uint32_t>(y)...);
+                    },
+                    sources);
+            }
+            return Outcome(std::move(picture));
+        };
+    };
+}
+
 /// What operations that look at every pixel cannot do without.
 Call summed(Scene& scene) {
     return [from = scene.mat(Content::photo)] {
@@ -54,6 +88,15 @@ Call summed(Scene& scene) {
     };
 }
 
+std::vector<std::pair<Against, Prepare>> units() {
+    using enum Content;
+    return {{Against::copy, copied},
+            {Against::one, pass(photo)},
+            {Against::two, pass(photo, other)},
+            {Against::three, pass(photo, other, third)},
+            {Against::sum, summed}};
+}
+
 void run(benchmark::State& state, const Prepare& prepare, Scene& scene) {
     const Call call = prepare(scene);
     benchmark::DoNotOptimize(call());  // the peers allocate what they need in between
@@ -61,7 +104,7 @@ void run(benchmark::State& state, const Prepare& prepare, Scene& scene) {
 }
 
 bool measuredAt(const Operation& operation, Size size) {
-    return operation.sizes == Sizes::all || size.width > 1000;
+    return operation.sizes == Sizes::all || limitsCount(size);
 }
 
 /// Compares the outcomes of both sides on the smallest picture that the operation is timed on.
@@ -128,14 +171,24 @@ int main(int argc, char** argv) {
     int count = static_cast<int>(arguments.size());
     arguments.push_back(nullptr);
     benchmark::Initialize(&count, arguments.data());  // leaves what it does not know
-    if (count > 2) throw std::runtime_error(std::string("unknown argument ") + arguments[2]);
-    const std::regex filter(count > 1 ? arguments[1] : "", std::regex::icase);
+    std::string chart, pattern;
+    for (int i = 1; i < count; ++i) {
+        const std::string argument = arguments[static_cast<std::size_t>(i)];
+        const bool isChart = argument.starts_with("--chart=");
+        if (!isChart && (!pattern.empty() || argument.starts_with("--"))) {
+            throw std::runtime_error("unknown argument " + argument);
+        }
+        (isChart ? chart : pattern) = isChart ? argument.substr(std::strlen("--chart=")) : argument;
+    }
+    const std::vector<Operation> operations = chosen(std::regex(pattern, std::regex::icase));
+    cv::setNumThreads(1);
+    std::cerr << "Timing in fresh memory\n";
+    const std::vector<FreshMemory> fresh = inFreshMemory(operations);
 
     // Freed memory stays with the process: no new picture is paid for with page faults, whatever was freed
     // before it.
     mallopt(M_MMAP_MAX, 0);
     mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
-    cv::setNumThreads(1);
     std::vector<Row> rows;
     Times times;
     {
@@ -144,15 +197,22 @@ int main(int argc, char** argv) {
         std::vector<Scene> scenes;
         for (const Size size : sizes) scenes.emplace_back(host, size.width, size.height);
         for (std::size_t i = 0; i < scenes.size(); ++i) {
-            add(measurement(copyName, Side::ours, sizes[i]), copied, scenes[i]);
-            add(measurement(sumName, Side::ours, sizes[i]), summed, scenes[i]);
+            for (const auto& [unit, prepare] : units()) {
+                add(measurement(nameOf(unit), Side::ours, sizes[i]), prepare, scenes[i]);
+            }
         }
-        for (const Operation& operation : chosen(filter))
+        for (const Operation& operation : operations) {
             if (auto row = added(operation, scenes)) rows.push_back(std::move(*row));
+        }
         std::cerr << "Timing " << rows.size() << " operations\n";
         benchmark::RunSpecifiedBenchmarks(&times);
     }
-    return print(std::cout, rows, times, fixedCosts(QKZ_PLUGIN, rows)) ? 0 : 1;
+    if (!chart.empty()) {
+        std::ofstream svg(chart);
+        drawChart(svg, rows, times);
+        if (!svg.flush()) throw std::runtime_error(chart + " cannot be written");
+    }
+    return print(std::cout, rows, times, fixedCosts(QKZ_PLUGIN, rows), fresh) ? 0 : 1;
 }
 
 }  // namespace
