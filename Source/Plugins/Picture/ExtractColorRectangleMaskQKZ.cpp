@@ -53,7 +53,7 @@ class BitGrid {
 
     explicit operator bool() const { return words_ && summary_; }
     std::int64_t wordsPerLine() const { return wordsPerLine_; }
-    Word word(std::int64_t line, std::int64_t index) const { return words_[line * wordsPerLine_ + index]; }
+    Word word(std::int64_t line, std::int64_t index) const { return wordAt(line, index); }
     bool bit(std::int64_t line, std::int64_t at) const {
         return word(line, at / wordBits) >> (at % wordBits) & 1;
     }
@@ -61,14 +61,13 @@ class BitGrid {
     /// Sets bits; the index may lie behind the line when there are none to set.
     void add(std::int64_t line, std::int64_t index, Word bits) {
         if (bits == 0) return;
-        words_[line * wordsPerLine_ + index] |= bits;
-        summary_[line * summaryPerLine_ + index / wordBits] |= Word{1} << (index % wordBits);
+        wordAt(line, index) |= bits;
+        summaryOf(line, index) |= Word{1} << (index % wordBits);
     }
     void remove(std::int64_t line, std::int64_t index, Word bits) {
-        Word& word = words_[line * wordsPerLine_ + index];
+        Word& word = wordAt(line, index);
         word &= ~bits;
-        if (word == 0)
-            summary_[line * summaryPerLine_ + index / wordBits] &= ~(Word{1} << (index % wordBits));
+        if (word == 0) summaryOf(line, index) &= ~(Word{1} << (index % wordBits));
     }
 
     /// The first word at or behind `index` that has bits, or -1.
@@ -97,6 +96,13 @@ class BitGrid {
     }
 
  private:
+    Word& wordAt(std::int64_t line, std::int64_t index) const {
+        return *(words_.get() + line * wordsPerLine_ + index);
+    }
+    Word& summaryOf(std::int64_t line, std::int64_t index) const {
+        return *(summary_.get() + line * summaryPerLine_ + index / wordBits);
+    }
+
     std::int64_t wordsPerLine_;
     std::int64_t summaryPerLine_;
     Cleared<Word> words_;
@@ -117,7 +123,7 @@ void markColored(BitGrid& grid, std::int64_t line, std::int64_t begin, std::int6
         std::fill(flags + pixels, flags + (pixels + wordBits - 1) / wordBits * wordBits, std::uint8_t{0});
         for (std::int64_t x = 0; x < pixels; x += wordBits) {
             Word bits = 0;
-            for (int i = 0; i < 8; ++i) {
+            for (std::int64_t i = 0; i < 8; ++i) {
                 Word eight;  // flags, which one multiplication gathers in the top byte
                 std::memcpy(&eight, flags + x + 8 * i, sizeof eight);
                 bits |= eight * 0x0102040810204080 >> 56 << (8 * i);

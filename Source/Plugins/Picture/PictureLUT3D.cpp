@@ -42,12 +42,12 @@ void setTable(REALobjectStruct* object, std::uint32_t r, std::uint32_t g, std::u
 
 /// Where each channel value lies on the grid.
 struct Grid {
-    int cell[256];
+    std::size_t cell[256];
     double fraction[256];
 
     Grid() {
         for (int value = 0; value < 256; ++value) {
-            cell[value] = std::min(value / 17 + 1, 15);
+            cell[value] = static_cast<std::size_t>(std::min(value / 17 + 1, 15));
             fraction[value] = value % 17 / 17.0;
         }
     }
@@ -55,6 +55,9 @@ struct Grid {
 
 /// The three results of an entry, and what follows them in the table, which is not used.
 using Results [[gnu::vector_size(32)]] = double;
+
+// The table's columns of entries along blue: how many numbers one takes, also with each level computed.
+constexpr std::size_t tableColumn = std::size_t{3} * lutPoints, levelColumn = std::size_t{4} * 256;
 
 /// Between two entries.
 [[gnu::always_inline]] inline void interpolate(Results& from, const Results& to, double fraction) {
@@ -82,9 +85,10 @@ struct Interpolation {
         // No cell is above 15, so that entries behind the last one read exist.
         const double* const cell = data->table[grid->cell[p.red]][grid->cell[p.green]][grid->cell[p.blue]];
         const auto alongBlue = [=, fraction = grid->fraction[p.blue]](Results& result, std::size_t column) {
+            const double* const entry = cell + tableColumn * column;
             Results to;
-            loadVector(result, cell + 3 * lutPoints * column);
-            loadVector(to, cell + 3 * lutPoints * column + 3);
+            loadVector(result, entry);
+            loadVector(to, entry + 3);
             interpolate(result, to, fraction);
         };
         Results c00, c01, c10, c11;
@@ -102,17 +106,17 @@ class InterpolationOfLevels {
  public:
     static constexpr std::int64_t worthwhilePixels = 1 << 19;
 
-    /// Null in `levels` when there is no memory.
+    /// Null when there is no memory.
     static std::unique_ptr<double, MemoryDeleter> makeLevels(const PictureLut3DData& data, const Grid& grid) {
-        std::unique_ptr<double, MemoryDeleter> levels(
-            static_cast<double*>(AllocateMemory(lutPoints * lutPoints * 256 * sizeof(Results))));
+        std::unique_ptr<double, MemoryDeleter> levels(static_cast<double*>(
+            AllocateMemory(static_cast<std::int64_t>(levelColumn * lutPoints * lutPoints * sizeof(double)))));
         if (!levels) return levels;
         double* next = levels.get();
         for (const auto& red : data.table) {
             for (const auto& green : red) {
                 for (int blue = 0; blue < 256; ++blue, next += 4) {
                     const double* const entry = green[grid.cell[blue]];
-                    for (int i = 0; i < 3; ++i) {
+                    for (std::size_t i = 0; i < 3; ++i) {
                         next[i] = entry[i] + (entry[i + 3] - entry[i]) * grid.fraction[blue];
                     }
                     next[3] = 0;
@@ -125,14 +129,14 @@ class InterpolationOfLevels {
     InterpolationOfLevels(const double* levels, const Grid& grid) : levels_(levels), grid_(&grid) {}
 
     Pixel operator()(const Pixel& p) const {
-        const auto column =
-            static_cast<std::size_t>(grid_->cell[p.red] * static_cast<int>(lutPoints) + grid_->cell[p.green]);
-        const double* const from = levels_ + (column * 256 + static_cast<std::size_t>(p.blue)) * 4;
+        const std::size_t column = lutPoints * grid_->cell[p.red] + grid_->cell[p.green];
+        const double* const from =
+            levels_ + levelColumn * column + std::size_t{4} * static_cast<unsigned>(p.blue);
         Results c00, c01, c10, c11;
         loadVector(c00, from);
-        loadVector(c01, from + 4 * 256);
-        loadVector(c10, from + 4 * 256 * lutPoints);
-        loadVector(c11, from + 4 * 256 * (lutPoints + 1));
+        loadVector(c01, from + levelColumn);
+        loadVector(c10, from + levelColumn * lutPoints);
+        loadVector(c11, from + levelColumn * (lutPoints + 1));
         return interpolated(c00, c01, c10, c11, grid_->fraction[p.green], grid_->fraction[p.red]);
     }
 
