@@ -167,7 +167,9 @@ RBBoolean Run(REALobjectStruct* object) {
             writer, wholeArea(reader), [](const Pixel& p) { return p; }, reader);
     }
     std::unique_ptr<double, MemoryDeleter> levels;
-    if ((area.right - area.left) * (area.bottom - area.top) >= InterpolationOfLevels::worthwhilePixels) {
+    const bool empty = area.right <= area.left || area.bottom <= area.top;  // by any distance
+    if (!empty &&
+        (area.right - area.left) * (area.bottom - area.top) >= InterpolationOfLevels::worthwhilePixels) {
         levels = InterpolationOfLevels::makeLevels(data, grid);
     }
     if (levels) {
