@@ -17,17 +17,15 @@ using namespace qkzhost;
 
 // A plug-in of a few lines, linked into the process.
 
-template <class F>
-F* service(const char* name);
 void* (*resolver)(const char*);
-template <class F>
-F* service(const char* name) {
-    return reinterpret_cast<F*>(resolver(name));
+template <class Signature>
+Signature* offered(const HostFunctionType<Signature>& type) {
+    return reinterpret_cast<Signature*>(resolver(type.name));
 }
-template <class F>
-F* method(REALobjectStruct* object, const char* declaration) {
-    return reinterpret_cast<F*>(
-        service<void*(REALobjectStruct*, const char*)>("REALLoadObjectMethod")(object, declaration));
+
+template <class Signature>
+Signature* methodOf(REALobjectStruct* object, const HostFunctionType<Signature>& type) {
+    return reinterpret_cast<Signature*>(offered(service::REALLoadObjectMethod)(object, type.name));
 }
 
 struct CounterData {
@@ -41,7 +39,7 @@ CounterData& counter(REALobjectStruct* self) {
 }
 void construct(REALobjectStruct* self) { counter(self).count += 5; }
 void destruct(REALobjectStruct* self) {
-    if (counter(self).held) service<void(REALobjectStruct*)>("REALUnlockObject")(counter(self).held);
+    if (counter(self).held) offered(service::REALUnlockObject)(counter(self).held);
 }
 double getFactor(REALobjectStruct* self, std::int64_t param) {
     return counter(self).factor + static_cast<double>(param);
@@ -57,18 +55,15 @@ double mix(std::int64_t a, std::int32_t b, double c, RBBoolean d, RBColor e) {
 }
 RBBoolean exchange(REALobjectStruct* self, std::int64_t* number, REALmemoryBlockStruct** block) {
     *number = -*number;
-    *block = static_cast<REALmemoryBlockStruct*>(
-        service<REALobjectStruct*(const char*)>("PluginNewInstance")("MemoryBlock"));
-    method<void(REALobjectStruct*, std::int64_t)>(*block, "Constructor(bytes as Integer)")(*block, 3);
+    *block = static_cast<REALmemoryBlockStruct*>(offered(service::PluginNewInstance)("MemoryBlock"));
+    methodOf(*block, hostmethod::constructMemoryBlock)(*block, 3);
     return self != nullptr;
 }
 void raiseText(REALstringStruct* text) {
-    REALobjectStruct* exception =
-        service<REALobjectStruct*(const char*)>("PluginNewInstance")("RuntimeException");
-    service<RBBoolean(REALobjectStruct*, const char*, REALstringStruct*)>("REALSetPropValueString")(
-        exception, "Message", text);
-    service<void(REALobjectStruct*)>("RuntimeRaiseException")(exception);
-    service<void(REALobjectStruct*)>("REALUnlockObject")(exception);
+    REALobjectStruct* exception = offered(service::PluginNewInstance)("RuntimeException");
+    offered(service::REALSetPropValueString)(exception, "Message", text);
+    offered(service::RuntimeRaiseException)(exception);
+    offered(service::REALUnlockObject)(exception);
 }
 
 void* function(auto* f) { return reinterpret_cast<void*>(f); }
@@ -99,7 +94,7 @@ void pluginMain(void* (*given)(const char*)) {
                     .propertyCount = 3,
                     .methods = methods,
                     .methodCount = 1};
-    service<void(REALclassDefinition*)>("PluginRegisterClass")(&counterClass);
+    offered(service::PluginRegisterClass)(&counterClass);
     static REALmethodDefinition globals[] = {
         {.function = function(mix),
          .declaration = "Mix(a as integer,b as Int32 = -3, c as double=0.25,d as boolean = true,e as "
@@ -109,7 +104,7 @@ void pluginMain(void* (*given)(const char*)) {
              "Exchange(extends ref as Picture, byref n as integer, byref block as memoryblock) as boolean"},
         {.function = function(raiseText), .declaration = "Raise(text as String)"}};
     static REALmoduleDefinition module{.name = "Fakes", .methods = globals, .methodCount = 3};
-    service<void(REALmoduleDefinition*)>("PluginRegisterModule")(&module);
+    offered(service::PluginRegisterModule)(&module);
 }
 
 TEST(Declaration, IsReadAndWritten) {
@@ -130,7 +125,7 @@ TEST(Declaration, IsReadAndWritten) {
         rows.push_back({.function = function(raiseText), .declaration = declared});
     REALmoduleDefinition module{.name = "M", .methods = rows.data(), .methodCount = rows.size()};
     host.start([](void* (*given)(const char*)) { resolver = given; });
-    service<void(REALmoduleDefinition*)>("PluginRegisterModule")(&module);
+    offered(service::PluginRegisterModule)(&module);
     for (std::size_t i = 0; i < std::size(cases); ++i)
         EXPECT_EQ(host.registry.methods().at(i).text(), cases[i].second);
     for (const char* wrong : {"", "F(a as integer", "F(a)", "F(a as)", "F nonsense"})
@@ -178,28 +173,26 @@ TEST(Host, FindsMisuseOfHandlesAndLocks) {
     };
     REALpictureStruct* picture = host.newPicture(3, 3).release();
     REALstringStruct* string = host.objects.newString("x").release();
-    service<void(REALpictureStruct*)>("unlockPictureDescription")(picture);
+    offered(service::unlockPictureDescription)(picture);
     EXPECT_EQ(errors(), 1) << "unlocked without a lock";
-    service<void(REALstringStruct*)>("REALLockString")(reinterpret_cast<REALstringStruct*>(picture));
-    service<void(REALstringStruct*)>("REALLockObject")(string);
+    offered(service::REALLockString)(reinterpret_cast<REALstringStruct*>(picture));
+    offered(service::REALLockObject)(reinterpret_cast<REALobjectStruct*>(string));
     EXPECT_EQ(errors(), 2) << "an object is no string, a string no object";
     REALpictureDescription description;
-    const auto lock = service<RBBoolean(REALpictureStruct*, REALpictureDescription*, std::uint32_t)>(
-        "REALLockPictureDescription");
+    const auto lock = offered(service::REALLockPictureDescription);
     EXPECT_FALSE(lock(picture, &description, pictureGDImagePtr));
     EXPECT_TRUE(lock(picture, &description, pictureCairoContext));
     EXPECT_EQ(host.objects.census().descriptionLocks, 1);
     host.objects.unlock(picture);
     EXPECT_EQ(errors(), 1) << "died while locked";
     host.objects.unlock(picture);
-    service<void(REALobjectStruct*)>("REALLockObject")(picture);
+    offered(service::REALLockObject)(picture);
     EXPECT_EQ(errors(), 2) << "used after its end";
     REALstringData data{};
-    EXPECT_TRUE(service<RBBoolean(REALstringStruct*, std::uint32_t, REALstringData*)>("PluginGetStringData")(
-        string, REALencodingUTF16, &data));
+    EXPECT_TRUE(offered(service::PluginGetStringData)(string, REALencodingUTF16, &data));
     EXPECT_EQ(std::string(data.data, data.length), std::string("x\0", 2));
     EXPECT_EQ(host.objects.census().stringData, 1);
-    for (int i = 0; i < 2; ++i) service<void(REALstringData*)>("PluginDisposeStringData")(&data);
+    for (int i = 0; i < 2; ++i) offered(service::PluginDisposeStringData)(&data);
     EXPECT_EQ(errors(), 1) << "disposed twice";
     host.objects.unlock(string);
     EXPECT_EQ(host.objects.census().strings + host.objects.census().objects, 0);
@@ -224,13 +217,13 @@ TEST(Host, LeavesOutAndFailsServices) {
     EXPECT_EQ(resolver("newPicture"), nullptr);
     host.faults.offer("newPicture");
     host.faults.failCall("newPicture", 2);
-    const auto make = service<REALpictureStruct*(std::int64_t, std::int64_t, std::int64_t)>("newPicture");
+    const auto make = offered(service::newPicture);
     for (const bool made : {true, false, true}) {
         const Owned picture(make(2, 2, 32));
         EXPECT_EQ(picture.get() != nullptr, made);
         if (!made) continue;
-        host.faults.omit("Mask(assigns newMask As Picture)");
-        EXPECT_EQ(method<void()>(picture, "Mask(assigns newMask As Picture)"), nullptr);
+        host.faults.omit(hostmethod::setMask.name);
+        EXPECT_EQ(methodOf(picture, hostmethod::setMask), nullptr);
     }
     EXPECT_EQ(host.faults.asked("newPicture"), 2);
     EXPECT_EQ(host.faults.called("newPicture"), 3);
@@ -284,15 +277,8 @@ TEST(Surface, DrawsThroughAMaskAndScaled) {
         const Owned mask(host.newPicture(2, 2, false, masking));
         const Owned target(host.newPicture(5, 4));
         host.objects.picture(source).mask = mask;
-        const Owned graphics(
-            service<REALobjectStruct*(REALpictureStruct*)>("pluginPictureGraphicsGetter")(target));
-        const auto draw =
-            method<void(REALobjectStruct*, REALpictureStruct*, double, double, double, double, double, double,
-                        double, double)>(graphics,
-                                         "DrawPicture(image As Picture, x As Double, y As Double, destWidth "
-                                         "As Double = -10000, destHeight As Double = "
-                                         "-10000, sourceX As Double = 0, sourceY As Double = 0, sourceWidth "
-                                         "As Double = -10000, sourceHeight As Double = -10000)");
+        const Owned graphics(offered(service::pluginPictureGraphicsGetter)(target));
+        const auto draw = methodOf(graphics, hostmethod::drawPicture);
         ASSERT_NE(draw, nullptr);
         draw(graphics, source, 1, 1, -10000, -10000, 0, 0, -10000, -10000);
         draw(graphics, source, 3, -1, 4, 4, 0, 1, 1, 1);
