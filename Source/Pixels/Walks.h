@@ -235,6 +235,3 @@ void paintRow(PictureWriter& writer, std::int64_t y, Formula formula) {
         });
     });
 }
-
-/// Fills columns begin..end-1 of row y with an opaque colour, as far as the picture has them.
-void fillPixels(PictureWriter& writer, std::int64_t y, std::int64_t begin, std::int64_t end, Pixel color);

@@ -15,5 +15,6 @@ struct MultiplyTables {
     ByteTable unmultiply;
 };
 
-/// The tables, built on the first call in memory that is always there.
+/// The tables, built on the first call in memory that is always there. Inversion comes to the same without
+/// them, so nothing calls this yet: it is for operations to come.
 const MultiplyTables& InitMultiplyTable();

@@ -50,7 +50,7 @@ TEST(Walks, UnknownFormatReadsAsZeroAndIsNotWritten) {
     writer.forget();
     mapPixels(
         writer, wholeArea(reader), [](const Pixel&) { return grayPixel(9); }, reader);
-    fillPixels(writer, 0, 0, 5, grayPixel(9));
+    paintRow(writer, 0, [](std::int64_t) { return grayPixel(9); });
     EXPECT_EQ(host.objects.surface(target).word(2, 2), 0x09010205U);
     EXPECT_EQ(host.objects.surface(target).word(0, 0), 0U);
 }

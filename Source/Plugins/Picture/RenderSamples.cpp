@@ -271,7 +271,7 @@ REALpictureStruct* RenderSamplesQKZ(REALmemoryBlockStruct* samples, RBInteger sa
                                            : envelopeFor(Samples<4>{block.data, sampleCount});
 
     for (std::int64_t y = 0; y < writer.height(); ++y) {
-        fillPixels(writer, y, 0, writer.width(), pixelOf(backColor));
+        paintRow(writer, y, [back = pixelOf(backColor)](std::int64_t) { return back; });
     }
     visitTarget<Channels::color>(writer.format(), [&]<class Target>(Target) {
         Canvas<Target> canvas(writer);
