@@ -115,7 +115,8 @@ void checkOperation(Host& host, const Operation& operation, const Image& picture
 }
 
 void checkOperation(Host& host, const Operation& operation, const StorageCase& storage, int rounds) {
-    constexpr int sizes[][2] = {{1, 1}, {1, 7}, {9, 1}, {64, 3}, {5, 4}, {33, 17}, {4, 40}, {131, 2}};
+    constexpr int sizes[][2] = {{1, 1},   {1, 7},  {9, 1},   {64, 3}, {5, 4},
+                                {33, 17}, {4, 40}, {131, 2}, {557, 2}};
     for (const auto& [width, height] : sizes) {
         for (int round = 0; round < rounds; ++round) {
             Random random(static_cast<std::uint64_t>(width * 1000 + round));

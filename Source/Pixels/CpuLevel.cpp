@@ -1,5 +1,7 @@
 #include "CpuLevel.h"
 
+#include <algorithm>
+
 namespace {
 CpuLevel currentLevel = bestCpuLevel();
 }
@@ -16,7 +18,8 @@ CpuLevel bestCpuLevel() {
     const bool avx512 = avx2 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
                         __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") &&
                         __builtin_cpu_supports("avx512vl");
-    return avx512 ? CpuLevel::avx512 : avx2 ? CpuLevel::avx2 : CpuLevel::baseline;
+    const CpuLevel present = avx512 ? CpuLevel::avx512 : avx2 ? CpuLevel::avx2 : CpuLevel::baseline;
+    return std::min(present, CpuLevel::QKZ_HIGHEST_LEVEL);
 }
 
 CpuLevel currentCpuLevel() { return currentLevel; }

@@ -24,11 +24,16 @@ constexpr Pixel grayPixel(int level) { return {level, level, level}; }
 
 constexpr bool isGrayPixel(const Pixel& p) { return p.red == p.green && p.green == p.blue; }
 
+inline constexpr std::uint32_t colorBits = 0xFFFFFF;
+
 /// The colours as a word: red in bits 16-23, green 8-15, blue 0-7.
 constexpr std::uint32_t colorWord(const Pixel& p) {
     return static_cast<std::uint32_t>(p.red) << 16 | static_cast<std::uint32_t>(p.green) << 8 |
            static_cast<std::uint32_t>(p.blue);
 }
+
+/// The same of a colour as a word: each channel equals its neighbour.
+constexpr bool isGrayColor(std::uint32_t color) { return ((color ^ color >> 8) & 0xFFFF) == 0; }
 
 /// Compared as words: together with a load from a word the compiler makes one comparison of it.
 constexpr bool sameColor(const Pixel& a, const Pixel& b) { return colorWord(a) == colorWord(b); }

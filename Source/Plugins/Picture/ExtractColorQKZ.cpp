@@ -6,8 +6,10 @@ REALpictureStruct* ExtractColorQKZ(REALpictureStruct* picture, RBColor searchCol
                                    RBColor backGroundColor) {
     PictureReader reader;
     if (!reader.GetPictureReader(picture)) return nullptr;
-    return mapReaders([search = pixelOf(searchColor), replacement = pixelOf(replaceWithColor),
-                       background = pixelOf(backGroundColor)](
-                          const Pixel& p) { return select(sameColor(p, search), replacement, background); },
-                      reader);
+    return mapReaders(
+        OnColorWords{[search = searchColor & colorBits, replacement = replaceWithColor & colorBits,
+                      background = backGroundColor & colorBits](std::uint32_t color) {
+            return color == search ? replacement : background;
+        }},
+        reader);
 }

@@ -4,6 +4,7 @@
 
 REALpictureStruct* ReplaceColorQKZ(REALpictureStruct* picture, RBColor searchColor,
                                    RBColor replaceWithColor) {
-    return mapPicture(picture, [search = pixelOf(searchColor), replacement = pixelOf(replaceWithColor)](
-                                   const Pixel& p) { return select(sameColor(p, search), replacement, p); });
+    return mapPicture(
+        picture, OnColorWords{[search = searchColor & colorBits, replacement = replaceWithColor & colorBits](
+                                  std::uint32_t color) { return color == search ? replacement : color; }});
 }

@@ -4,8 +4,6 @@
 
 namespace {
 
-Pixel inverted(const Pixel& p) { return {255 - p.red, 255 - p.green, 255 - p.blue, p.alpha}; }
-
 /// A stored colour inverted in plain terms: un-premultiplied by its alpha, inverted, premultiplied again,
 /// which comes to alpha - value for what is premultiplied properly. A value above its alpha counts as fully
 /// bright before, and with alpha 0 stays as it is. Equal to the way through both multiply tables for all
@@ -20,7 +18,7 @@ Pixel invertedPremultiplied(const Pixel& p) {
             invertedChannel(p.blue, p.alpha), p.alpha};
 }
 
-/// Inverts the pixels inside the rectangle for which `selected` holds and copies the others there.
+/// Inverts the pixels inside the rectangle for which `selected(color)` holds and copies the others there.
 template <class Selected>
 REALpictureStruct* invert(REALpictureStruct* picture, RBInteger left, RBInteger top, RBInteger width,
                           RBInteger height, WholeWhen whole, Selected selected) {
@@ -30,11 +28,13 @@ REALpictureStruct* invert(REALpictureStruct* picture, RBInteger left, RBInteger 
     if (!writer.NewPictureWriter(reader)) return nullptr;
     const Area area = clipArea(reader, left, top, width, height, whole);
     if (reader.hasAlpha()) {
-        mapPixels<Channels::colorAndAlpha>(
-            writer, area, [=](Pixel p) { return select(selected(p), invertedPremultiplied(p), p); }, reader);
+        const auto formula = [=](Pixel p) {
+            return select(selected(colorWord(p)), invertedPremultiplied(p), p);
+        };
+        mapPixels<Channels::colorAndAlpha>(writer, area, formula, reader);
     } else {
-        mapPixels(
-            writer, area, [=](Pixel p) { return select(selected(p), inverted(p), p); }, reader);
+        const auto formula = [=](std::uint32_t color) { return selected(color) ? color ^ colorBits : color; };
+        mapPixels(writer, area, OnColorWords{formula}, reader);
     }
     return writer.RenderPictureWriter();
 }
@@ -44,7 +44,7 @@ REALpictureStruct* invert(REALpictureStruct* picture, RBInteger left, RBInteger 
 REALpictureStruct* InvertPicture(REALpictureStruct* picture, RBInteger left, RBInteger top, RBInteger width,
                                  RBInteger height) {
     return invert(picture, left, top, width, height, WholeWhen::notPositive,
-                  [](const Pixel&) { return true; });
+                  [](std::uint32_t) { return true; });
 }
 
 REALpictureStruct* InvertPicture2(REALpictureStruct* picture) { return InvertPicture(picture, 0, 0, -1, -1); }
@@ -53,7 +53,7 @@ REALpictureStruct* InvertPicture2(REALpictureStruct* picture) { return InvertPic
 REALpictureStruct* InvertGrayPicture(REALpictureStruct* picture, RBInteger left, RBInteger top,
                                      RBInteger width, RBInteger height) {
     return invert(picture, left, top, width, height, WholeWhen::negative,
-                  [](const Pixel& p) { return isGrayPixel(p); });
+                  [](std::uint32_t color) { return isGrayColor(color); });
 }
 
 REALpictureStruct* InvertGrayPicture2(REALpictureStruct* picture) {
