@@ -14,7 +14,7 @@ namespace {
 using Names = std::set<std::string>;
 
 std::string elf(const std::string& what) {
-    return runCommand("readelf --wide --" + what + " '" QKZ_PLUGIN "'").text;
+    return runCommand("readelf --wide --" + what + " '" + pluginFile() + "'").text;
 }
 
 /// What the expression's group matches in the text.
@@ -35,7 +35,7 @@ TEST(File, ExportsFourSymbols) {
 TEST(File, NamesItsInterpreterAndVersion) {
     EXPECT_NE(elf("program-headers").find("[Requesting program interpreter: /lib64/ld-linux-x86-64.so.2]"),
               std::string::npos);
-    std::ifstream file(QKZ_PLUGIN, std::ios::binary);
+    std::ifstream file(pluginFile(), std::ios::binary);
     const std::string content{std::istreambuf_iterator<char>(file), {}};
     EXPECT_NE(content.find(std::string("$$ Plugin version: 24.5 (2024) $$") + '\0'), std::string::npos);
 }
@@ -76,7 +76,7 @@ TEST(File, IsStripped) { EXPECT_EQ(found(elf("section-headers"), R"((\.symtab|\.
 #endif
 
 TEST(File, StartedAsAProgramPrintsItsBanner) {
-    const Outcome outcome = runCommand("'" QKZ_PLUGIN "'");
+    const Outcome outcome = runCommand("'" + pluginFile() + "'");
     EXPECT_EQ(outcome.text, "QKZ Plugin, version 24.5, built Nov 11 2024\n");
     EXPECT_EQ(outcome.status, 0);
 }

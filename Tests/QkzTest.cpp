@@ -47,7 +47,7 @@ class Qkz : public testing::Test {
 
     const path folder = path(testing::TempDir()) / ("qkz" + std::to_string(getpid()));
     const path in = folder / "in.png", out = folder / "out.png";
-    const std::string plugin = " --plugin \"" QKZ_PLUGIN "\" ";
+    const std::string plugin = " --plugin \"" + qkztest::pluginFile() + "\" ";
     Image photo{4, 3, false, {}};
 };
 

@@ -54,6 +54,8 @@ Outcome runCommand(const std::string&);
 /// Starts the plug-in under test in the host: the loaded file in one test program, the linked objects in the
 /// other. Each program has its own.
 void startPlugin(Host&);
+/// The shared object under test: the one just built, or that of the environment variable QKZ_PLUGIN.
+std::string pluginFile();
 /// The switch of the debug log, by way of the host.
 void setDebugLog(Host&, bool on);
 
