@@ -18,12 +18,18 @@ std::string processor() {
     return "unknown processor";
 }
 
-/// The widest vectors that the processor has, of those that the plug-in uses.
-const char* vectors() {
-    if (__builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512bw"))
-        return "AVX-512 with VBMI";
-    if (__builtin_cpu_supports("avx512bw")) return "AVX-512";
-    return __builtin_cpu_supports("avx2") ? "AVX2" : "SSE2";
+const char* nameOf(Vectors widest) {
+    switch (widest) {
+        case Vectors::avx512vbmi:
+            return "AVX-512 with VBMI";
+        case Vectors::avx512:
+            return "AVX-512";
+        case Vectors::avx2:
+            return "AVX2";
+        case Vectors::sse2:
+            break;
+    }
+    return "SSE2";
 }
 
 /// With three digits that count; empty for nothing.
@@ -42,42 +48,25 @@ std::string limitText(double value) {
     return text.str();
 }
 
-double ratio(double a, double b) { return a > 0 && b > 0 ? a / b : 0; }
-
-/// The time that an operation's limit is a multiple of.
-double unit(Against against, const Times& times, Size size) {
-    return against == Against::microsecond ? 1e-6 : times.of(measurement(nameOf(against), Side::ours, size));
-}
-
-struct Measured {
-    double ours, peer, timesUnit, timesOurs;  // seconds, and ratios to the unit and of peer to ours
-};
-
-Measured measured(const Operation& operation, const Times& times, Size size) {
-    const std::string& peerOf = operation.peerOf.empty() ? operation.name : operation.peerOf;
-    const double ours = times.of(measurement(operation.name, Side::ours, size));
-    const double peer = times.of(measurement(peerOf, Side::peer, size));
-    return {ours, peer, ratio(ours, unit(operation.against, times, size)), ratio(peer, ours)};
-}
-
-bool holds(const Operation& operation, const Measured& at) {
-    return at.ours <= 0 || ((operation.limit <= 0 || at.timesUnit <= operation.limit) &&
-                            (operation.peerLimit <= 0 || at.timesOurs >= operation.peerLimit));
+bool holds(const Operation& operation, const Measured& at, Size size) {
+    if (at.ours <= 0) return true;
+    const double peerLimit = operation.peerLimit * (limitsCount(size) ? 1 : smallPictureShare);
+    return (!limitsCount(size) || operation.limit.most <= 0 || at.timesUnit <= operation.limit.most) &&
+           (!peersCount(size) || peerLimit <= 0 || at.timesOurs >= peerLimit);
 }
 
 void printUnits(std::ostream& out, const Times& times) {
-    const std::pair<Against, const char*> units[] = {
-        {Against::copy, "memcpy of the rows into a new picture"},
-        {Against::one, "a new picture of the words of one, by ordinary loads and stores"},
-        {Against::two, "of two"},
-        {Against::three, "of three"},
-        {Against::sum, "adding up the words of the rows"}};
+    const char* const texts[] = {"memcpy of the rows into a new picture",
+                                 "a new picture of the words of one, by ordinary loads and stores", "of two",
+                                 "of three", "adding up the words of the rows"};
     out << "| unit |";
     for (const Size size : sizes) out << ' ' << nameOf(size) << " |";
     out << "\n|---|---|---|---|---|\n";
-    for (const auto& [against, text] : units) {
-        out << "| " << nameOf(against) << ": " << text << " |";
-        for (const Size size : sizes) out << ' ' << number(unit(against, times, size) * 1e3) << " ms |";
+    for (std::size_t i = 0; i < std::size(told); ++i) {
+        out << "| " << nameOf(told[i]) << ": " << texts[i] << " |";
+        for (const Size size : sizes) {
+            out << ' ' << number(times.seconds(measurement(nameOf(told[i]), size)) * 1e3) << " ms |";
+        }
         out << '\n';
     }
 }
@@ -113,22 +102,41 @@ void printFreshMemory(std::ostream& out, const std::vector<FreshMemory>& rows) {
 
 std::string nameOf(Size size) { return std::to_string(size.width) + "x" + std::to_string(size.height); }
 
-std::string measurement(std::string_view operation, Side side, Size size) {
-    return std::string(operation) + (side == Side::ours ? "/ours/" : "/peer/") + nameOf(size);
+std::string measurement(std::string_view operation, Size size) {
+    return std::string(operation) + '/' + nameOf(size);
+}
+
+std::string slowPeer(std::string_view operation, Size size) {
+    return "peer of " + measurement(operation, size);
 }
 
 void Times::ReportRuns(const std::vector<Run>& runs) {
     for (const Run& run : runs) {
         if (run.run_type != Run::RT_Iteration) continue;
-        const double seconds = run.cpu_accumulated_time / static_cast<double>(run.iterations);
-        const auto [known, isNew] = seconds_.emplace(run.run_name.function_name, seconds);
-        if (!isNew) known->second = std::min(known->second, seconds);
+        Repetition& repetition = repetitions_[run.run_name.function_name].emplace_back();
+        for (const auto& [name, counter] : run.counters) repetition[name] = counter.value;
     }
 }
 
-double Times::of(const std::string& name) const {
-    const auto found = seconds_.find(name);
-    return found == seconds_.end() ? 0 : found->second;
+double Times::median(const std::string& measurement,
+                     const std::function<double(const Repetition&)>& value) const {
+    const auto found = repetitions_.find(measurement);
+    if (found == repetitions_.end()) return 0;
+    std::vector<double> values;
+    for (const Repetition& repetition : found->second) values.push_back(value(repetition));
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::ranges::nth_element(values, middle);
+    return *middle;
+}
+
+double Times::seconds(const std::string& measurement, const char* of) const {
+    return median(measurement, [&](const Repetition& r) { return r.contains(of) ? r.at(of) : 0; });
+}
+
+double Times::ratio(const std::string& measurement, const char* of, const char* over) const {
+    return median(measurement, [&](const Repetition& r) {
+        return r.contains(of) && r.contains(over) ? r.at(of) / r.at(over) : 0;
+    });
 }
 
 const char* nameOf(Against against) {
@@ -149,19 +157,33 @@ const char* nameOf(Against against) {
     return "µs";
 }
 
+Measured measured(const Operation& operation, const Times& times, Size size) {
+    const std::string name = measurement(operation.name, size);
+    const std::string& peerOf = operation.peerOf.empty() ? operation.name : operation.peerOf;
+    Measured result{times.seconds(name), times.ratio(name, "ours", "unit"),
+                    times.ratio(name, "peer", "ours")};
+    if (operation.unit.kind == Against::microsecond) result.timesUnit = result.ours * 1e6;
+    if (result.timesOurs <= 0 && result.ours > 0) {  // the peer did not take turns with it
+        const double peer = operation.slowPeer ? times.seconds(slowPeer(peerOf, size), "peer")
+                                               : times.seconds(measurement(peerOf, size), "peer");
+        result.timesOurs = peer / result.ours;
+    }
+    return result;
+}
+
 bool print(std::ostream& out, const std::vector<Row>& rows, const Times& times,
            const std::vector<FixedCost>& costs, const std::vector<FreshMemory>& fresh) {
     const Size largest = sizes[std::size(sizes) - 1];
-    out << "Processor: " << processor() << " (" << vectors() << "), one thread. Peer: OpenCV " << CV_VERSION
-        << ".\n\n";
+    out << "Processor: " << processor() << ", with " << nameOf(vectors()) << ", one thread. Peer: OpenCV "
+        << CV_VERSION << ".\n\n";
     printUnits(out, times);
     out << "\n| operation | ms at " << nameOf(largest) << " | unit |";
     for (const Size size : sizes) {
         if (limitsCount(size)) out << " units at " << nameOf(size) << " |";
     }
-    out << " limit | peer | at least |";
+    out << " limit | goal | peer | at least |";
     for (const Size size : sizes) out << " peer / ours at " << nameOf(size) << " |";
-    out << " differs by | ok |\n|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n";
+    out << " differs by | ok |\n|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n";
     bool allGood = true;
     for (const auto& [operation, difference] : rows) {
         bool good = difference <= operation.tolerance;
@@ -169,17 +191,17 @@ bool print(std::ostream& out, const std::vector<Row>& rows, const Times& times,
         for (const Size size : sizes) {
             const Measured at = measured(operation, times, size);
             peers << ' ' << number(at.timesOurs) << " |";
-            if (!limitsCount(size)) continue;
-            units << ' ' << number(at.timesUnit) << " |";
-            good = good && holds(operation, at);
+            if (limitsCount(size)) units << ' ' << number(at.timesUnit) << " |";
+            good = good && holds(operation, at, size);
         }
         allGood = allGood && good;
         if (difference >= 0) differs << std::setprecision(2) << difference;
-        const bool asked = operation.limit > 0 || operation.peerLimit > 0;
+        const bool asked = operation.limit.most > 0 || operation.peerLimit > 0;
         out << "| " << operation.name << " | " << number(measured(operation, times, largest).ours * 1e3)
-            << " | " << nameOf(operation.against) << " |" << units.str() << ' ' << limitText(operation.limit)
-            << " | " << operation.peerName << " | " << limitText(operation.peerLimit) << " |" << peers.str()
-            << ' ' << differs.str() << " | "
+            << " | " << nameOf(operation.unit.kind) << " |" << units.str() << ' '
+            << limitText(operation.limit.most) << " | " << limitText(operation.limit.goal) << " | "
+            << operation.peerName << " | " << limitText(operation.peerLimit) << " |" << peers.str() << ' '
+            << differs.str() << " | "
             << (!good   ? "**no**"
                 : asked ? "yes"
                         : "")

@@ -3,6 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <functional>
 #include <iosfwd>
 #include <map>
 
@@ -14,27 +15,38 @@ struct Size {
     int width, height;
 };
 inline constexpr Size sizes[] = {{64, 64}, {640, 480}, {1920, 1080}, {3840, 2160}};
-/// Below, the calls of the host weigh more than the pixels: peers are told, limits not asked for.
+/// Below, the calls of the host, which the peer does not make, weigh against the pixels: first units are not
+/// told, and a peer may be ahead by so much; then nothing is asked for.
 inline constexpr bool limitsCount(Size size) { return size.width > 1000; }
+inline constexpr bool peersCount(Size size) { return size.width > 100; }
+inline constexpr double smallPictureShare = 0.9;
 std::string nameOf(Size);
 
-enum class Side { ours, peer };
+/// The units whose times are told.
+inline constexpr Against told[] = {Against::copy, Against::one, Against::two, Against::three, Against::sum};
 /// What the time of a unit is measured as, and called.
 const char* nameOf(Against);
 /// What a measurement is called.
-std::string measurement(std::string_view operation, Side, Size);
+std::string measurement(std::string_view operation, Size);
+/// What that of a peer is called that is too slow to take its turn beside the operation.
+std::string slowPeer(std::string_view operation, Size);
 
-/// Collects the time of one call: of the fastest repetition, because what disturbs one only adds to it.
+/// Collects seconds of one call. Of several repetitions the median counts: of times, and of ratios within a
+/// repetition.
 class Times : public benchmark::BenchmarkReporter {
  public:
     bool ReportContext(const Context&) override { return true; }
     void ReportRuns(const std::vector<Run>&) override;
 
-    /// Seconds of processor time; 0 when there is no such measurement.
-    double of(const std::string& measurement) const;
+    /// Of "ours", "unit" or "peer"; 0 when there is no such measurement.
+    double seconds(const std::string& measurement, const char* of = "ours") const;
+    /// Seconds of one over those of another; 0 when either is missing.
+    double ratio(const std::string& measurement, const char* of, const char* over) const;
 
  private:
-    std::map<std::string, double> seconds_;
+    using Repetition = std::map<std::string, double>;
+    double median(const std::string& measurement, const std::function<double(const Repetition&)>&) const;
+    std::map<std::string, std::vector<Repetition>> repetitions_;
 };
 
 /// What one call costs on the smallest picture.
@@ -62,11 +74,18 @@ struct FreshMemory {
     long residentBefore;
 };
 
+/// An operation at one size.
+struct Measured {
+    double ours;                  // seconds
+    double timesUnit, timesOurs;  // its time over the unit's, and the peer's over its
+};
+Measured measured(const Operation&, const Times&, Size);
+
 /// Prints all tables; false when an operation misses a limit.
 bool print(std::ostream&, const std::vector<Row>&, const Times&, const std::vector<FixedCost>&,
            const std::vector<FreshMemory>&);
 
-/// Draws operations and their peers, in copies of the largest picture.
+/// Draws operations and their peers, in units.
 void drawChart(std::ostream& svg, const std::vector<Row>&, const Times&);
 
 }  // namespace qkzbench

@@ -9,6 +9,7 @@
 #include <malloc.h>
 
 #include <array>
+#include <chrono>
 #include <concepts>
 #include <cstring>
 #include <fstream>
@@ -39,8 +40,8 @@ QKZ_BEST_TARGET std::uint32_t sumOf(const std::uint32_t* words, int count) {
 }
 
 /// What operations that make a picture cannot do without: a new picture, and every pixel written.
-Call copied(Scene& scene) {
-    return [&scene, from = scene.mat(Content::photo)] {
+Call copied(Scene& scene, Content content) {
+    return [&scene, from = scene.mat(content)] {
         auto picture = scene.newPicture();
         const cv::Mat to = scene.mat(picture.get());
         for (int y = 0; y < from.rows; ++y)
@@ -80,27 +81,71 @@ Prepare pass(Contents... contents) {
 }
 
 /// What operations that look at every pixel cannot do without.
-Call summed(Scene& scene) {
-    return [from = scene.mat(Content::photo)] {
+Call summed(Scene& scene, Content content) {
+    return [from = scene.mat(content)] {
         std::uint32_t sum = 0;
         for (int y = 0; y < from.rows; ++y) sum += sumOf(from.ptr<std::uint32_t>(y), from.cols);
         return Outcome(static_cast<double>(sum));
     };
 }
 
-std::vector<std::pair<Against, Prepare>> units() {
+/// A unit as a call; empty for the clock.
+Prepare prepared(const Unit& unit) {
     using enum Content;
-    return {{Against::copy, copied},
-            {Against::one, pass(photo)},
-            {Against::two, pass(photo, other)},
-            {Against::three, pass(photo, other, third)},
-            {Against::sum, summed}};
+    const Content content = unit.content;
+    switch (unit.kind) {
+        case Against::copy:
+            return [=](Scene& scene) { return copied(scene, content); };
+        case Against::one:
+            return pass(content);
+        case Against::two:
+            return pass(content, other);
+        case Against::three:
+            return pass(content, other, third);
+        case Against::sum:
+            return [=](Scene& scene) { return summed(scene, content); };
+        case Against::microsecond:
+            break;
+    }
+    return {};
 }
 
-void run(benchmark::State& state, const Prepare& prepare, Scene& scene) {
-    const Call call = prepare(scene);
-    benchmark::DoNotOptimize(call());  // the peers allocate what they need in between
-    for (auto _ : state) benchmark::DoNotOptimize(call());
+/// Seconds that so many calls take.
+double timed(const Call& call, int calls) {
+    using Clock = std::chrono::steady_clock;
+    const auto start = Clock::now();
+    for (int i = 0; i < calls; ++i) benchmark::DoNotOptimize(call());
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+/// What takes turns, by its name in the report: "ours", "unit", "peer".
+using Turns = std::vector<std::pair<std::string, Prepare>>;
+
+/// Times an operation and what it is compared with in turn, so that a slow phase of the machine meets all
+/// alike.
+void run(benchmark::State& state, Scene& scene, const Turns& turns) {
+    const int calls = limitsCount({scene.width, scene.height}) ? 1 : 16;  // reading the clock takes time, too
+    struct Turn {
+        std::string name;
+        Call call;
+        double seconds = 0;
+    };
+    std::vector<Turn> prepared;
+    for (const auto& [name, prepare] : turns) {
+        prepared.push_back({name, prepare(scene)});
+        benchmark::DoNotOptimize(prepared.back().call());  // the peers allocate what they need in between
+    }
+    for (auto _ : state) {
+        double all = 0;
+        for (Turn& turn : prepared) {
+            const double seconds = timed(turn.call, calls);
+            turn.seconds += seconds / calls;
+            all += seconds;
+        }
+        state.SetIterationTime(all);
+    }
+    for (const Turn& turn : prepared)
+        state.counters[turn.name] = {turn.seconds, benchmark::Counter::kAvgIterations};
 }
 
 bool measuredAt(const Operation& operation, Size size) {
@@ -127,10 +172,10 @@ void expectSuccess(const Operation& operation, Scene& scene) {
         throw std::runtime_error(operation.name + " failed" + (exception ? ": " + exception->message : ""));
 }
 
-void add(const std::string& name, const Prepare& prepare, Scene& scene, bool slow = false) {
-    auto* benchmark = benchmark::RegisterBenchmark(
-        name.c_str(), [=, &scene](benchmark::State& state) { run(state, prepare, scene); });
-    if (slow) benchmark->Iterations(1)->Repetitions(3);
+benchmark::internal::Benchmark* add(const std::string& name, Scene& scene, Turns turns) {
+    return benchmark::RegisterBenchmark(name.c_str(),
+                                        [=, &scene](benchmark::State& state) { run(state, scene, turns); })
+        ->UseManualTime();
 }
 
 /// The operations whose names match, and those whose peers they share.
@@ -153,10 +198,18 @@ std::optional<Row> added(const Operation& operation, std::vector<Scene>& scenes)
     expectSuccess(operation, scenes.back());
     for (std::size_t i = 0; i < scenes.size(); ++i) {
         if (!measuredAt(operation, sizes[i])) continue;
-        add(measurement(operation.name, Side::ours, sizes[i]), operation.ours, scenes[i]);
-        if (operation.peer && operation.peerOf.empty())
-            add(measurement(operation.name, Side::peer, sizes[i]), operation.peer, scenes[i],
-                operation.slowPeer);
+        Turns turns{{"ours", operation.ours}};
+        if (Prepare unit = prepared(operation.unit)) turns.emplace_back("unit", std::move(unit));
+        if (operation.peer && operation.peerOf.empty()) {
+            if (operation.slowPeer) {
+                add(slowPeer(operation.name, sizes[i]), scenes[i], {{"peer", operation.peer}})
+                    ->Iterations(1)
+                    ->Repetitions(3);
+            } else {
+                turns.emplace_back("peer", operation.peer);
+            }
+        }
+        add(measurement(operation.name, sizes[i]), scenes[i], turns);
     }
     return Row{operation, compared(operation, scenes)};
 }
@@ -165,7 +218,7 @@ int main(int argc, char** argv) {
     // Repetitions in random order, so that a slow phase of the machine meets all alike.
     std::vector<char*> arguments{argv[0]};
     std::string defaults[] = {"--benchmark_enable_random_interleaving=true", "--benchmark_repetitions=9",
-                              "--benchmark_min_time=0.05"};
+                              "--benchmark_min_time=0.1"};
     for (std::string& text : defaults) arguments.push_back(text.data());
     arguments.insert(arguments.end(), argv + 1, argv + argc);
     int count = static_cast<int>(arguments.size());
@@ -197,9 +250,8 @@ int main(int argc, char** argv) {
         std::vector<Scene> scenes;
         for (const Size size : sizes) scenes.emplace_back(host, size.width, size.height);
         for (std::size_t i = 0; i < scenes.size(); ++i) {
-            for (const auto& [unit, prepare] : units()) {
-                add(measurement(nameOf(unit), Side::ours, sizes[i]), prepare, scenes[i]);
-            }
+            for (const Against against : told)
+                add(measurement(nameOf(against), sizes[i]), scenes[i], {{"ours", prepared(against)}});
         }
         for (const Operation& operation : operations) {
             if (auto row = added(operation, scenes)) rows.push_back(std::move(*row));
