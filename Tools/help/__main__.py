@@ -11,7 +11,7 @@ import links
 import registrations
 import words as wording
 from examples import Example
-from pictures import Figure, Studio
+from pictures import SMALL_TILE, TILE, Figure, Studio
 from problems import Problems
 from render import Renderer, search_index
 
@@ -28,8 +28,9 @@ def illustrate(words, catalogue, studio, problems):
         desk = studio.desk(file, key, name, source["given"] or {})
         picture = source["picture"] or {}
         if picture:
-            sheet = tiles if file != "tasks.yaml" else None
-            studio.later(studio.figure, file, key, name, desk, picture, figures.setdefault(key, Figure()), sheet)
+            size = SMALL_TILE if file == "tasks.yaml" else TILE
+            figure = figures.setdefault(key, Figure())
+            studio.later(studio.figure, file, key, name, desk, picture, figure, tiles, size)
         if source.get("strip"):
             studio.later(studio.strip, file, key, name, source["strip"], strips.setdefault(key, []))
         if source["example"]:

@@ -26,7 +26,7 @@ _HOST_MEMBERS = {
     "bitmap", "copymask", "depth", "graphics", "hasalphachannel", "height", "horizontalresolution", "image",
     "imagecount", "mask", "rgbsurface", "save", "todata", "transparent", "verticalresolution", "width", "applymask",
 }
-_BLOCKS = ("for", "while", "do", "select", "#if")
+_BLOCKS = ("for", "while", "do", "select", "try", "#if")
 _ENDS = ("next", "wend", "loop", "end", "#endif")
 _ORDER = {
     "=": operator.eq, "<>": operator.ne, "<": operator.lt, ">": operator.gt, "<=": operator.le, ">=": operator.ge,

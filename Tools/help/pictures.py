@@ -6,14 +6,15 @@ from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass, field, replace
 from threading import Lock
 
-from PIL import Image, ImageDraw
+from PIL import Image, ImageChops, ImageDraw, ImageOps
 
 import sources
 from qkz import CallError, Run
 
 STRIP_WIDTH = 200
 TILE = (240, 160)
-QUALITY = 80
+SMALL_TILE = (144, 96)
+QUALITY = 86
 FRAME = "#e4007c"
 FROM_ELSEWHERE = ("RenderSamplesQKZ", "BinaryStringtoPictureQKZ")
 
@@ -140,11 +141,12 @@ class Studio:
         """A source as it is; the pages that show it share the file."""
         with self._lock:
             if name not in self._shown:
-                self._shown[name] = self.write(self.large.pictures[name], f"source-{name}", sources.DESCRIPTIONS[name])
+                picture = self.large.pictures[name]
+                self._shown[name] = self.write(picture, f"source-{name}", sources.DESCRIPTIONS[name])
             return replace(self._shown[name], caption=caption)
 
-    def figure(self, file, where, name, desk, words, figure, tiles=None):
-        """Fills a figure from a `picture`, and makes a tile for the contact sheet."""
+    def figure(self, file, where, name, desk, words, figure, tiles, size):
+        """Fills a figure from a `picture`, and makes a tile of a size for the overview."""
         names = [words.get("of"), *words.get("others", [])]
         if not all([self.known(file, where, n) for n in names]):
             return
@@ -164,14 +166,13 @@ class Studio:
                 ImageDraw.Draw(after).rectangle((max(left - 3, 0), max(top - 3, 0), right, bottom), outline=FRAME, width=3)
                 figure.pictures = [self.write(after, name, words.get("alt", ""), "Found, in the frame"), *others]
             elif _same(before, after):  # the calls told something and made nothing
-                figure.pictures = [self.source(names[0], "Looked at"), *others]
+                figure.pictures = [replace(self.source(names[0], "Looked at"), alt=words.get("alt", "")), *others]
             else:
                 # What a call makes of something else than the picture has no before.
                 if "$" in figure.steps[0][0] or not figure.steps[0][0].startswith(FROM_ELSEWHERE):
                     figure.pictures = [self.source(names[0], "Before")]
                 figure.pictures += [*others, self.write(after, name, words.get("alt", ""), "After")]
-            if tiles is not None:
-                tiles[where] = self.write(_tile(after), f"tile-{name}", "")
+            tiles[where] = self.write(_tile(after, size), f"tile-{name}", "")
 
     @staticmethod
     def _steps(desk, picture, calls, figure):
@@ -183,7 +184,7 @@ class Studio:
                 picture = output
             else:  # a string
                 printed = desk.run(picture, [call])
-            figure.steps.append((call, printed))
+            figure.steps.append((call, [line.partition(": ")[0] if " bytes: " in line else line for line in printed]))
         return desk.run.folder / picture
 
     @staticmethod
@@ -215,13 +216,15 @@ class Studio:
 
 
 def _same(a, b):
-    return a.size == b.size and a.convert("RGBA").tobytes() == b.convert("RGBA").tobytes()
+    """Whether pictures look alike; what is transparent may come back a little rounded."""
+    if a.size != b.size:
+        return False
+    grounds = [Image.new("RGBA", a.size, ground) for ground in ("black", "white")]
+    apart = [ImageChops.difference(*(Image.alpha_composite(g, p.convert("RGBA")) for p in (a, b))) for g in grounds]
+    return all(high <= (2 if "A" in a.mode else 0) for d in apart for _, high in d.getextrema())
 
 
-def _tile(picture):
-    """The middle of a picture in the size of the contact sheet's tiles."""
+def _tile(picture, size):
+    """The middle of a picture, in a size."""
     picture = picture.convert("RGBA" if picture.mode in ("RGBA", "P") else "RGB")
-    scale = max(TILE[0] / picture.width, TILE[1] / picture.height)
-    scaled = picture.resize((round(picture.width * scale), round(picture.height * scale)), Image.LANCZOS)
-    left, top = (scaled.width - TILE[0]) // 2, (scaled.height - TILE[1]) // 2
-    return scaled.crop((left, top, left + TILE[0], top + TILE[1]))
+    return ImageOps.fit(picture, size, Image.LANCZOS)

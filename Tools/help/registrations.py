@@ -87,7 +87,7 @@ def _declaration(line, section, is_class):
     # Methods of classes carry the class before a dot; what has neither that nor parameters is a property.
     is_property = not (receiver or parameters or delegate or assigned)
     return Declaration(
-        text=line.removeprefix("Delegate "),
+        text=line,
         kind="delegate" if delegate else "property" if is_property else "method",
         section=section,
         receiver=receiver or (section if is_class else ""),

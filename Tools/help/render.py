@@ -44,7 +44,8 @@ def inline(text):
 
 def plain(text):
     """Markdown as bare text, for the search."""
-    return " ".join(html.unescape(re.sub(r"<[^>]+>", " ", str(block(text)))).split())
+    apart = re.sub(r"</(p|li|td|th|pre)>", " ", str(block(text)))
+    return " ".join(html.unescape(re.sub(r"<[^>]+>", "", apart)).split())
 
 
 def _scrollable(text):

@@ -86,7 +86,7 @@ for (const box of document.querySelectorAll(".code, main pre:not(.code pre)")) {
       else if (rest.toLowerCase().includes(word)) sum += 3;
       else return 0;
     }
-    return sum;
+    return name.includes(".") ? sum / 2 : sum;  // members of classes after what is called directly
   }
 
   function marked(text, words) {
@@ -131,7 +131,9 @@ for (const box of document.querySelectorAll(".code, main pre:not(.code pre)")) {
         item.id = "found-" + i;
         item.setAttribute("role", "option");
         item.dataset.address = row[0];
-        item.append(element("span", row[2]), element("b", marked(row[1], words)), element("p", marked(excerpt(row, words), words)));
+        const name = element("b", marked(row[1], words));
+        if (!row[1].includes(" ")) name.className = "name";
+        item.append(element("span", row[2]), name, element("p", marked(excerpt(row, words), words)));
         return item;
       }),
     );
