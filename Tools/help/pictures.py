@@ -163,10 +163,12 @@ class Studio:
                 after = after.convert("RGB")
                 left, top, right, bottom = piece
                 right, bottom = min(right + 2, after.width - 1), min(bottom + 2, after.height - 1)
-                ImageDraw.Draw(after).rectangle((max(left - 3, 0), max(top - 3, 0), right, bottom), outline=FRAME, width=3)
+                box = (max(left - 3, 0), max(top - 3, 0), right, bottom)
+                ImageDraw.Draw(after).rectangle(box, outline=FRAME, width=3)
                 figure.pictures = [self.write(after, name, words.get("alt", ""), "Found, in the frame"), *others]
             elif _same(before, after):  # the calls told something and made nothing
-                figure.pictures = [replace(self.source(names[0], "Looked at"), alt=words.get("alt", "")), *others]
+                looked_at = self.source(names[0], "Looked at")
+                figure.pictures = [replace(looked_at, alt=words.get("alt", "")), *others]
             else:
                 # What a call makes of something else than the picture has no before.
                 if "$" in figure.steps[0][0] or not figure.steps[0][0].startswith(FROM_ELSEWHERE):

@@ -146,7 +146,7 @@ class Reader:
     def _about(self, words):
         """The overview's parts; troubles and conventions become (anchor, title, text)."""
         self._keys("about.yaml", "", words, ABOUT)
-        for wanted in sorted(ABOUT):
+        for wanted in sorted(ABOUT - {"entries"}):
             if not words.get(wanted):
                 self._problems.add("about.yaml", "", f"has no {wanted}")
         about = {"title": words.get("title", ""), "lead": words.get("lead", ""), "install": words.get("install", [])}
