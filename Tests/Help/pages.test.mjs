@@ -23,12 +23,12 @@ before(async () => {
   // The sandbox does not start as root.
   const args = process.getuid() === 0 ? ["--no-sandbox"] : [];
   browser = await chromium.launch({ executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium", args });
-  await visit({}, async (tab) => {
-    for (const page of pages) {
-      await tab.goto(address(page));
-      anchors[page] = await tab.$$eval("[id]", (all) => all.map((e) => e.id));
-    }
-  });
+  const tab = await browser.newPage();
+  for (const page of pages) {
+    await tab.goto(address(page));
+    anchors[page] = await tab.$$eval("[id]", (all) => all.map((e) => e.id));
+  }
+  await tab.close();
 });
 after(() => browser?.close());
 
