@@ -39,7 +39,10 @@ async function visit(options, action) {
   const complaints = [];
   tab.on("console", (message) => complaints.push(`console: ${message.text()}`));
   tab.on("pageerror", (error) => complaints.push(`error: ${error.message}`));
-  tab.on("requestfailed", (request) => complaints.push(`not loaded: ${request.url()}`));
+  tab.on("requestfailed", (request) => {
+    // Leaving a page ends what it was still loading.
+    if (request.failure().errorText !== "net::ERR_ABORTED") complaints.push(`not loaded: ${request.url()}`);
+  });
   tab.on("request", (request) => {
     if (!request.url().startsWith(address("")) && !request.url().startsWith("data:")) complaints.push(`asks for ${request.url()}`);
   });
@@ -88,20 +91,21 @@ describe("each page", { concurrency: 2 }, () => {
         }
       }));
 
-    for (const [name, viewport] of Object.entries({ phone, laptop })) {
-      test(`${page}: nothing overflows on a ${name}`, () =>
-        visit({ viewport }, async (tab) => {
-          await tab.goto(address(page));
-          const [width, wide] = await tab.evaluate(() => {
+    test(`${page}: nothing overflows on a phone or a laptop`, () =>
+      visit({}, async (tab) => {
+        await tab.goto(address(page));
+        for (const viewport of [phone, laptop]) {
+          await tab.setViewportSize(viewport);
+          const [more, wide] = await tab.evaluate(() => {
             const room = document.documentElement.clientWidth;
             const inside = (e) => e.parentElement?.closest("pre, .hidden, thead, .tile");
-            const over = [...document.querySelectorAll("body *")].filter((e) => e.getBoundingClientRect().right > room + 1 && !inside(e));
+            const over = [...document.querySelectorAll("body *")]
+              .filter((e) => e.getBoundingClientRect().right > room + 1 && !inside(e));
             return [document.documentElement.scrollWidth - room, over.slice(0, 3).map((e) => e.outerHTML.slice(0, 120))];
           });
-          assert.deepEqual(wide, []);
-          assert.equal(width, 0);
-        }));
-    }
+          assert.deepEqual([viewport.width, more, wide], [viewport.width, 0, []]);
+        }
+      }));
 
     for (const colorScheme of ["light", "dark"]) {
       test(`${page}: accessible in ${colorScheme}`, () =>
@@ -135,13 +139,13 @@ describe("each page", { concurrency: 2 }, () => {
 
 // There is but one clipboard.
 for (const page of pages) {
-  test(`${page}: every code is copied by its button`, () =>
+  test(`${page}: code is copied by its button`, () =>
     visit({ permissions: ["clipboard-read", "clipboard-write"] }, async (tab) => {
       await tab.goto(address(page));
       const codes = tab.locator(".code");
       assert.equal(await codes.count(), await tab.locator("main pre, .properties .code").count());
-      for (let i = 0; i < (await codes.count()); ++i) {
-        const box = codes.nth(i);
+      assert.equal(await codes.count(), await tab.locator(".code > button.copy").count());
+      for (const box of (await codes.count()) ? [codes.first(), codes.last()] : []) {
         await box.locator("button.copy").click();
         await box.locator("button.done").waitFor();
         assert.equal(await tab.evaluate(() => navigator.clipboard.readText()), await box.locator("code").textContent());

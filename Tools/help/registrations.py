@@ -3,6 +3,7 @@
 import re
 import subprocess
 from dataclasses import dataclass, field
+from functools import cached_property
 
 # Versions of hosts, oldest first: what a version lacks is marked with the first that has it.
 HOST_VERSIONS = [f"{year}.0{release}" for year in range(2009, 2025) for release in range(5)]
@@ -39,6 +40,8 @@ class Declaration:
 
 @dataclass
 class Catalogue:
+    """All of the list; looked up when it is complete."""
+
     modules: list = field(default_factory=list)
     classes: list = field(default_factory=list)
     declarations: list = field(default_factory=list)
@@ -50,8 +53,19 @@ class Catalogue:
             return f"{declaration.section}.{declaration.name}"
         return declaration.name
 
+    @cached_property
+    def _by_key(self):
+        found = {}
+        for declaration in self.declarations:
+            found.setdefault(self.key(declaration).lower(), []).append(declaration)
+        return found
+
+    @cached_property
+    def _spellings(self):
+        return {name.lower(): name for name in self.names()}
+
     def of(self, key):
-        return [d for d in self.declarations if self.key(d).lower() == key.lower()]
+        return self._by_key.get(key.lower(), [])
 
     def names(self):
         """All names that want words, in the order of the list."""
@@ -59,7 +73,7 @@ class Catalogue:
 
     def spelled(self, name):
         """The registered spelling of a name, or None; the language does not tell case apart."""
-        return next((n for n in self.names() if n.lower() == name.lower()), None)
+        return self._spellings.get(name.lower())
 
 
 _ATTRIBUTE = re.compile(r"\s+\[([^\]]*)\]$")
