@@ -173,7 +173,8 @@ class Studio:
                 # What a call makes of something else than the picture has no before.
                 if "$" in figure.steps[0][0] or not figure.steps[0][0].startswith(FROM_ELSEWHERE):
                     figure.pictures = [self.source(names[0], "Before")]
-                figure.pictures += [*others, self.write(after, name, words.get("alt", ""), "After")]
+                caption = "After" if figure.pictures else "Made"
+                figure.pictures += [*others, self.write(after, name, words.get("alt", ""), caption)]
             tiles[where] = self.write(_tile(after, size), f"tile-{name}", "")
 
     @staticmethod

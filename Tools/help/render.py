@@ -27,7 +27,7 @@ def highlighted(code):
         result.append(html.escape(code[at:match.start()], quote=False))
         text = html.escape(match.group(), quote=False)
         swatch = f'<i class="swatch" style="background:#{match.group()[2:]}"></i>' if kind == "colour" else ""
-        result.append(f'<span class="{kind[0]}">{swatch}{text}</span>')
+        result.append(f'<span class="{"v" if swatch else kind[0]}">{swatch}{text}</span>')
         at = match.end()
     return Markup("".join(result) + html.escape(code[at:], quote=False))
 
