@@ -10,7 +10,7 @@ namespace qkzbench {
 namespace {
 
 constexpr double left = 190, barWidth = 430, rowHeight = 34, barHeight = 11, top = 64;
-constexpr double mostUnits = 10;  // longer bars are cut
+constexpr double mostUnits = 14;  // longer bars are cut
 
 std::string shortNumber(double value) {
     std::ostringstream text;
@@ -55,7 +55,7 @@ void drawChart(std::ostream& svg, const std::vector<Row>& rows, const Times& tim
         << "@media(prefers-color-scheme:dark){text{fill:#e6edf3}.ours{fill:#3fb98a}.peer{fill:#6b7684}"
         << ".floor{stroke:#ff8a70}}</style>\n"
         << "<text x=\"" << left << "\" y=\"18\">" << nameOf(size)
-        << ", times what reading and writing the memory takes: less is faster</text>\n"
+        << ", times what memory needs: less is faster</text>\n"
         << "<rect class=\"ours\" x=\"" << left
         << "\" y=\"28\" width=\"11\" height=\"11\" rx=\"2\"/><text x=\"" << left + 17
         << "\" y=\"38\">PictureQKZ</text><rect class=\"peer\" x=\"" << left + 110

@@ -1,12 +1,16 @@
 #include "FreshMemory.h"
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <fstream>
 #include <numeric>
 #include <set>
+#include <stdexcept>
+#include <system_error>
 
 namespace qkzbench {
 namespace {
@@ -55,6 +59,25 @@ FreshMemory::Side measured(const Call& call) {
     return side;
 }
 
+/// In a process of its own, which has no memory left from what was measured before.
+FreshMemory::Side measuredApart(const Call& call) {
+    int ends[2];
+    if (pipe(ends) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+    const pid_t child = fork();
+    if (child < 0) throw std::system_error(errno, std::generic_category(), "fork");
+    FreshMemory::Side side{};
+    if (child == 0) {
+        side = measured(call);
+        _exit(write(ends[1], &side, sizeof side) == sizeof side ? 0 : 1);
+    }
+    close(ends[1]);
+    const ssize_t got = read(ends[0], &side, sizeof side);
+    close(ends[0]);
+    waitpid(child, nullptr, 0);
+    if (got != sizeof side) throw std::runtime_error("measuring in fresh memory failed");
+    return side;
+}
+
 }  // namespace
 
 std::vector<FreshMemory> inFreshMemory(const std::vector<Operation>& operations) {
@@ -70,7 +93,7 @@ std::vector<FreshMemory> inFreshMemory(const std::vector<Operation>& operations)
             if (!chosen.contains(operation.name)) continue;
             const Call ours = operation.ours(scene), peer = operation.peer(scene);
             const long before = resident();
-            rows.push_back({operation.name, size, measured(ours), measured(peer), before});
+            rows.push_back({operation.name, size, measuredApart(ours), measuredApart(peer), before});
         }
     }
     return rows;

@@ -174,7 +174,7 @@ Measured measured(const Operation& operation, const Times& times, Size size) {
 bool print(std::ostream& out, const std::vector<Row>& rows, const Times& times,
            const std::vector<FixedCost>& costs, const std::vector<FreshMemory>& fresh) {
     const Size largest = sizes[std::size(sizes) - 1];
-    out << "Processor: " << processor() << ", with " << nameOf(vectors()) << ", one thread. Peer: OpenCV "
+    out << "Processor: " << processor() << ", using " << nameOf(vectors()) << ", one thread. Peer: OpenCV "
         << CV_VERSION << ".\n\n";
     printUnits(out, times);
     out << "\n| operation | ms at " << nameOf(largest) << " | unit |";

@@ -23,10 +23,13 @@
 #include "FreshMemory.h"
 #include "HostShare.h"
 
-#if defined(__GNUC__) && !defined(__clang__)
+// The units use what vectors the plug-in may.
+#if defined(__clang__)
+#define QKZ_BEST_TARGET
+#elif defined(QKZ_WIDE_UNITS)
 #define QKZ_BEST_TARGET __attribute__((target_clones("avx512f", "avx2", "default")))
 #else
-#define QKZ_BEST_TARGET
+#define QKZ_BEST_TARGET __attribute__((target_clones("avx2", "default")))
 #endif
 
 namespace qkzbench {
