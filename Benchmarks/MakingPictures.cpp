@@ -202,9 +202,12 @@ Prepare peerPacked() {
 
 Vectors vectors() {
     const std::string_view held = QKZ_HIGHEST_LEVEL;
-    if (held == "avx512" && __builtin_cpu_supports("avx512bw"))
-        return __builtin_cpu_supports("avx512vbmi") ? Vectors::avx512vbmi : Vectors::avx512;
-    return held != "baseline" && __builtin_cpu_supports("avx2") ? Vectors::avx2 : Vectors::sse2;
+    const bool avx2 = held != "baseline" && __builtin_cpu_supports("avx2") &&
+                      __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("fma");
+    const bool avx512 = avx2 && held == "avx512" && __builtin_cpu_supports("avx512bw") &&
+                        __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl");
+    if (!avx512) return avx2 ? Vectors::avx2 : Vectors::sse2;
+    return __builtin_cpu_supports("avx512vbmi") ? Vectors::avx512vbmi : Vectors::avx512;
 }
 
 std::vector<Operation> makingPictures() {
@@ -292,7 +295,7 @@ std::vector<Operation> makingPictures() {
         {"TransformColorsQKZ", transformed(), copy, tables, "LUT", lead,
          lookedUp([](int c) { return 255 - c; })},
         {"ChangeSaturationQKZ", method<Pic>("ChangeSaturationQKZ", photo, 100), copy,
-         Limit(wide ? 2.2 : 4, 1.5), "transform", wide ? 4 : 3, saturated(355.0f / 255), 2},
+         Limit(wide ? 2.2 : 4, 1.5), "transform", wide ? 4.0 : 3.0, saturated(355.0f / 255), 2},
         {"TintPictureQKZ", method<Pic>("TintPictureQKZ", photo, Color{0x4C961D}, paper), copy,
          Limit(wide ? 2.5 : 6, 2), "transform", 3, tinted(Color{0x4C961D}, paper), 1},
         {"PictureSepiaQKZ.Run",
@@ -301,7 +304,7 @@ std::vector<Operation> makingPictures() {
                   host.setProperty(sepia, "SepiaRed", 40);
                   host.setProperty(sepia, "SepiaGreen", 20);
               }),
-         copy, Limit(2.5, onePass), "transform", wide ? 4 : 3,
+         copy, Limit(2.5, onePass), "transform", wide ? 4.0 : 3.0,
          multiplied({0.114f, 0.587f, 0.299f, 0, 0,   //
                      0.114f, 0.587f, 0.299f, 0, 20,  //
                      0.114f, 0.587f, 0.299f, 0, 40}),

@@ -50,9 +50,9 @@ std::string limitText(double value) {
 
 bool holds(const Operation& operation, const Measured& at, Size size) {
     if (at.ours <= 0) return true;
-    const double peerLimit = operation.peerLimit * (limitsCount(size) ? 1 : smallPictureShare);
-    return (!limitsCount(size) || operation.limit.most <= 0 || at.timesUnit <= operation.limit.most) &&
-           (!peersCount(size) || peerLimit <= 0 || at.timesOurs >= peerLimit);
+    const double most = operation.limit.most * slack(size), peer = operation.peerLimit / slack(size);
+    return (!limitsCount(size) || most <= 0 || at.timesUnit <= most) &&
+           (!peersCount(size) || peer <= 0 || at.timesOurs >= peer);
 }
 
 void printUnits(std::ostream& out, const Times& times) {
@@ -93,8 +93,8 @@ void printFreshMemory(std::ostream& out, const std::vector<FreshMemory>& rows) {
             << pair(row.peer.keptMedian, row.peer.keptMean) << " | "
             << pair(row.ours.replacedMedian, row.ours.replacedMean) << " | "
             << pair(row.peer.replacedMedian, row.peer.replacedMean) << " | " << row.residentBefore << ", "
-            << row.ours.residentKept << ", " << row.ours.residentAfter << " | " << row.ours.residentAfter
-            << ", " << row.peer.residentKept << ", " << row.peer.residentAfter << " |\n";
+            << row.ours.residentKept << ", " << row.ours.residentAfter << " | " << row.residentBefore << ", "
+            << row.peer.residentKept << ", " << row.peer.residentAfter << " |\n";
     }
 }
 

@@ -23,13 +23,13 @@
 #include "FreshMemory.h"
 #include "HostShare.h"
 
-// The units use what vectors the plug-in may.
-#if defined(__clang__)
-#define QKZ_BEST_TARGET
-#elif defined(QKZ_WIDE_UNITS)
+// The units use the vectors that the plug-in uses. Clang makes the default ones only.
+#if defined(QKZ_AVX512_UNITS) && !defined(__clang__)
 #define QKZ_BEST_TARGET __attribute__((target_clones("avx512f", "avx2", "default")))
-#else
+#elif defined(QKZ_AVX2_UNITS) && !defined(__clang__)
 #define QKZ_BEST_TARGET __attribute__((target_clones("avx2", "default")))
+#else
+#define QKZ_BEST_TARGET
 #endif
 
 namespace qkzbench {

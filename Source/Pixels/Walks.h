@@ -29,6 +29,8 @@ struct OnColorWords {
         return pixelOf(formula(colorWord(pixels)...));
     }
 };
+template <class Formula>
+OnColorWords(Formula) -> OnColorWords<Formula>;  // Clang 14 cannot tell by itself
 
 /// A row's pixels, read by a codec.
 template <class Codec>
