@@ -156,6 +156,8 @@ class Studio:
             self._problems.add(file, where, f"its picture: {error}")
             return
         before = self.large.pictures[names[0]]
+        # What a call makes of something else than the picture has no before.
+        made = figure.steps[0][0].startswith(FROM_ELSEWHERE) and "$" not in figure.steps[0][0]
         with Image.open(result) as after:
             piece = self._found(desk, *figure.steps[-1])
             others = [self.source(n, "Sought" if piece else "With") for n in names[1:]]
@@ -166,12 +168,11 @@ class Studio:
                 box = (max(left - 3, 0), max(top - 3, 0), right, bottom)
                 ImageDraw.Draw(after).rectangle(box, outline=FRAME, width=3)
                 figure.pictures = [self.write(after, name, words.get("alt", ""), "Found, in the frame"), *others]
-            elif _same(before, after):  # the calls told something and made nothing
+            elif not made and _same(before, after):  # the calls told something and made nothing
                 looked_at = self.source(names[0], "Looked at")
                 figure.pictures = [replace(looked_at, alt=words.get("alt", "")), *others]
             else:
-                # What a call makes of something else than the picture has no before.
-                if "$" in figure.steps[0][0] or not figure.steps[0][0].startswith(FROM_ELSEWHERE):
+                if not made:
                     figure.pictures = [self.source(names[0], "Before")]
                 caption = "After" if figure.pictures else "Made"
                 figure.pictures += [*others, self.write(after, name, words.get("alt", ""), caption)]

@@ -85,6 +85,11 @@ def search_index(words):
     return "searchIndex=" + json.dumps(rows, ensure_ascii=False, separators=(",", ":")) + ";\n"
 
 
+def type_name(written):
+    """A type as the host writes it: declarations write those of the language in small letters, too."""
+    return {"memoryblock": "MemoryBlock"}.get(written, written.capitalize() if written.islower() else written)
+
+
 class Renderer:
     def __init__(self, templates, output):
         self._output = output
@@ -93,6 +98,7 @@ class Renderer:
             undefined=jinja2.StrictUndefined)
         self._jinja.filters |= {
             "block": block, "inline": inline, "code": highlighted, "spaced": spaced, "short": shortened, "plain": plain,
+            "typename": type_name,
         }
 
     def page(self, name, template, **values):

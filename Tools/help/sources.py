@@ -1,5 +1,6 @@
 """What the pictures of the help are made from: photographs, and pictures drawn here."""
 
+import itertools
 import math
 import random
 from dataclasses import dataclass
@@ -223,10 +224,10 @@ def samples():
 
 
 def cube():
-    """A colour table: shadows towards blue, lights towards yellow."""
-    rows = ("0.05 0.05 0.25", "0.95 0.1 0.2", "0.1 0.85 0.2", "1 0.9 0.2",
-            "0.1 0.1 0.75", "0.95 0.15 0.7", "0.15 0.9 0.75", "1 0.97 0.8")
-    return "LUT_3D_SIZE 2\n" + "\n".join(rows) + "\n"
+    """The colour table of the examples, by its corners: shadows towards blue, lights towards yellow."""
+    corners = itertools.product((1, 16), repeat=3)
+    rows = (f"{r * 16 / 255:.9f} {(g * 15 + 4) / 255:.9f} {(b * 9 + 50) / 255:.9f}\n" for b, g, r in corners)
+    return "LUT_3D_SIZE 2\n" + "".join(rows)
 
 
 def pictures(photos):
