@@ -12,15 +12,15 @@
 #include "Codecs.h"
 #include "CpuLevel.h"
 
-/// A formula with `mapWords(target, source, count, opaqueBits)`: a row of words to a row of opaque words.
+/// A formula with `mapWords(target, sources..., count, opaqueBits)`: rows of words to a row of opaque words.
 struct MapsWords {};
 /// A formula with `mapPacked(target, source, count, opaqueBits)`: pixels of three bytes to opaque words.
 struct MapsPacked {};
 /// A measure with `largestOfWords(source, count)`: the largest of a row of words.
 struct MeasuresWords {};
 
-/// A formula from colours as words (colorWord) to one: fewer instructions and fewer loads than channels taken
-/// apart, where it can be told so.
+/// A formula from colours as words (colorWord) to one, where it can be told so: fewer instructions than
+/// channels taken apart, and one load of each word where GCC makes one for each channel.
 template <class Formula>
 struct OnColorWords {
     Formula formula;
