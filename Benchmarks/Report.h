@@ -19,7 +19,8 @@ inline constexpr Size sizes[] = {{64, 64}, {640, 480}, {1920, 1080}, {3840, 2160
 inline constexpr bool limitsCount(Size size) { return size.width > 1000; }
 /// The peers, which make no calls of the host, are measured against a size earlier.
 inline constexpr bool peersCount(Size size) { return size.width > 100; }
-/// What may be missing but at 1920 x 1080: calls of the host below, above the chance of what memory is met.
+/// By how much a limit may be missed. On smaller pictures the calls of the host weigh; on larger ones, which
+/// no cache holds, equal loops differ by so much from run to run.
 inline constexpr double slack(Size size) { return size.width == 1920 ? 1 : 1.1; }
 std::string nameOf(Size);
 
