@@ -7,6 +7,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "RealText.h"
+
 namespace qkzhost {
 namespace {
 
@@ -81,7 +83,10 @@ Color readColor(std::string_view text) {
 
 }  // namespace
 
-bool sameText(std::string_view a, std::string_view b) { return std::ranges::equal(a, b, {}, lower, lower); }
+bool sameText(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return lower(x) == lower(y); });
+}
 
 std::string canonical(std::string_view text) {
     std::string result;
@@ -104,7 +109,8 @@ Type typeNamed(std::string_view name) {
 Declaration parseDeclaration(std::string_view text) {
     Declaration declaration;
     text = trimmed(text);
-    const auto nameEnd = std::ranges::find_if(text, [](char c) { return c == '(' || isBlank(c); });
+    const auto nameEnd =
+        std::find_if(text.begin(), text.end(), [](char c) { return c == '(' || isBlank(c); });
     declaration.name = std::string(text.begin(), nameEnd);
     if (declaration.name.empty()) throw std::invalid_argument("the declaration has no name");
     text = trimmed(text.substr(declaration.name.size()));
@@ -138,13 +144,9 @@ Value parseLiteral(std::string_view text, Type type) {
                                std::numeric_limits<std::int32_t>::max());
         case Type::uint32:
             return readInteger(text, 0, std::numeric_limits<std::uint32_t>::max());
-        case Type::real: {
-            double value = 0;
-            const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-            if (error != std::errc() || end != text.data() + text.size())
-                throw std::invalid_argument("is not a number");
-            return value;
-        }
+        case Type::real:
+            if (const auto value = realFromText(text)) return *value;
+            throw std::invalid_argument("is not a number");
         case Type::boolean:
             if (sameText(text, "true")) return true;
             if (sameText(text, "false")) return false;

@@ -2,7 +2,6 @@
 
 #include <ffi.h>
 
-#include <cstring>
 #include <stdexcept>
 #include <vector>
 
@@ -31,79 +30,12 @@ ffi_type* nativeType(Type type) {
     return &ffi_type_pointer;
 }
 
-template <class T>
-T loadAs(const void* address) {
-    T value;
-    std::memcpy(&value, address, sizeof(T));
-    return value;
-}
-
-template <class T>
-void storeAs(void* address, T value) {
-    std::memcpy(address, &value, sizeof(T));
-}
-
 union Slot {
     std::uint64_t word;
     void* pointer;
 };
 
 }  // namespace
-
-Value takeValue(const void* address, Type type) {
-    switch (type) {
-        case Type::none:
-            return {};
-        case Type::integer:
-            return loadAs<std::int64_t>(address);
-        case Type::int32:
-            return loadAs<std::int32_t>(address);
-        case Type::uint32:
-            return loadAs<std::uint32_t>(address);
-        case Type::real:
-            return loadAs<double>(address);
-        case Type::boolean:
-            return loadAs<RBBoolean>(address) != 0;
-        case Type::color:
-            return Color{loadAs<std::uint32_t>(address)};
-        case Type::string:
-            return OwnedString(loadAs<REALstringStruct*>(address));
-        case Type::object:
-            return OwnedObject(loadAs<REALobjectStruct*>(address));
-    }
-    return {};
-}
-
-void storeValue(void* address, Type type, const Value& value) {
-    switch (type) {
-        case Type::none:
-            break;
-        case Type::integer:
-            storeAs(address, value.integer());
-            break;
-        case Type::int32:
-            storeAs(address, static_cast<std::int32_t>(value.integer()));
-            break;
-        case Type::uint32:
-            storeAs(address, static_cast<std::uint32_t>(value.integer()));
-            break;
-        case Type::real:
-            storeAs(address, value.real());
-            break;
-        case Type::boolean:
-            storeAs(address, static_cast<RBBoolean>(value.boolean()));
-            break;
-        case Type::color:
-            storeAs(address, value.color().word);
-            break;
-        case Type::string:
-            storeAs(address, value.lentString());
-            break;
-        case Type::object:
-            storeAs(address, value.lentObject());
-            break;
-    }
-}
 
 Value callNative(void* function, std::span<Argument> arguments, Type result) {
     const std::size_t count = arguments.size();

@@ -18,9 +18,4 @@ struct Argument {
 /// strings and objects. Result nil for Type::none.
 Value callNative(void* function, std::span<Argument> arguments, Type result);
 
-/// Reads a value of the type in memory as the host keeps it; the reference of a handle there goes along.
-Value takeValue(const void* address, Type);
-/// Writes a value; a handle is lent.
-void storeValue(void* address, Type, const Value&);
-
 }  // namespace qkzhost

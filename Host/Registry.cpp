@@ -36,7 +36,8 @@ Overload chooseOverload(const Methods& methods, std::size_t arguments,
     for (const Method* method : methods) {
         const auto& declared = method->declaration.parameters;
         const std::size_t object = objectApart || method->selfClass.empty() ? 0 : 1;
-        const auto optional = std::ranges::count_if(declared, [](const auto& p) { return !!p.defaultText; });
+        const auto optional =
+            std::count_if(declared.begin(), declared.end(), [](const auto& p) { return !!p.defaultText; });
         const std::size_t most = object + declared.size();
         if (arguments > most || arguments < most - static_cast<std::size_t>(optional)) continue;
         try {

@@ -55,6 +55,10 @@ class Surface {
     Surface(Storage kind, int w, int h, bool a) : storage(kind), width(w), height(h), alpha(a) {}
 };
 
+/// Straight ARGB with its colours multiplied by alpha, rounded, and back.
+std::uint32_t premultiplied(std::uint32_t argb);
+std::uint32_t straight(std::uint32_t premultiplied);
+
 /// Part of a picture, in pixels.
 struct Area {
     double x, y, width, height;

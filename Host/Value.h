@@ -87,6 +87,11 @@ class Value {
         data_;
 };
 
+/// Reads a value of the type in memory as the host keeps it; the reference of a handle there goes along.
+Value takeValue(const void* address, Type);
+/// Writes a value; a handle is lent.
+void storeValue(void* address, Type, const Value&);
+
 /// Prints numbers in full, true and false, colours as &cRRGGBB and handles as addresses.
 std::ostream& operator<<(std::ostream&, const Value&);
 

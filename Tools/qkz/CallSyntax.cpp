@@ -48,7 +48,7 @@ class Reader {
     }
     std::string name() {
         skipBlanks();
-        const auto end = std::ranges::find_if_not(rest_, isNamePart);
+        const auto end = std::find_if_not(rest_.begin(), rest_.end(), isNamePart);
         const auto length = static_cast<std::size_t>(end - rest_.begin());
         std::string result(rest_.substr(0, length));
         rest_.remove_prefix(length);
@@ -123,7 +123,7 @@ std::vector<std::string> nearest(std::string_view wanted, const std::vector<std:
         const std::size_t d = distance(wanted, name);
         if (d * 2 <= wanted.size() + 1) ranked.emplace_back(d, name);
     }
-    std::ranges::sort(ranked);
+    std::sort(ranked.begin(), ranked.end());
     ranked.erase(std::unique(ranked.begin(), ranked.end()), ranked.end());
     std::vector<std::string> result;
     for (std::size_t i = 0; i < ranked.size() && i < 3; ++i) result.push_back(ranked[i].second);

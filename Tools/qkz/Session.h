@@ -6,6 +6,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CallSyntax.h"
@@ -39,6 +40,9 @@ class Session {
 
     /// Reads the current picture.
     void open(const std::filesystem::path&);
+    /// Takes a picture of the host's for the current one.
+    void open(qkzhost::OwnedPicture picture) { current_ = std::move(picture); }
+    const qkzhost::OwnedPicture& picture() const { return current_; }
     /// Prints size and kind of the current picture.
     void info() const;
     /// Does a written call. A picture that comes of it becomes the current one, a string is kept, and
@@ -46,7 +50,9 @@ class Session {
     void run(const std::string& text);
     /// Writes the last call's string, or the current picture.
     void save(const std::filesystem::path&) const;
-    /// The beginning of the last call's string, or nothing when its result was none.
+    /// The last call's string, or nothing when its result was none.
+    const std::optional<std::string>& string() const { return lastString_; }
+    /// Its beginning.
     std::optional<std::string> stringHead() const;
 
  private:
