@@ -1,12 +1,16 @@
 #include "ChannelTables.h"
 
-#include <immintrin.h>
-
 #include <limits>
 
-// Measured on a 3840 x 2160 picture, where memcpy takes 2.4 ms: 10 ms one pixel at a time, 4.6 ms with AVX2.
+#ifdef __x86_64__
+#include <immintrin.h>
+#endif
 
 namespace {
+
+#ifdef __x86_64__
+
+// Measured on a 3840 x 2160 picture, where memcpy takes 2.4 ms: 10 ms one pixel at a time, 4.6 ms with AVX2.
 
 #define QKZ_AVX2 gnu::target("avx2"), gnu::always_inline
 
@@ -126,16 +130,31 @@ using Quarters = __m512i[4];
     }
 }
 
+/// Maps pixels of the row from its first on, as many as vectors of this processor take; returns how many.
+std::int64_t mapByVectors(std::uint8_t* target, const std::uint8_t* source, std::int64_t count,
+                          const ChannelTables& tables, std::uint32_t opaqueBits) {
+    static const bool hasVbmi = __builtin_cpu_supports("avx512vbmi");
+    const CpuLevel level = currentCpuLevel();
+    if (level == CpuLevel::baseline) return 0;
+    if (level == CpuLevel::avx2 || !hasVbmi) return mapWordsAvx2(target, source, count, tables, opaqueBits);
+    mapWordsVbmi(target, source, count, tables, opaqueBits);
+    return count;
+}
+
+#else
+
+std::int64_t mapByVectors(std::uint8_t*, const std::uint8_t*, std::int64_t, const ChannelTables&,
+                          std::uint32_t) {
+    return 0;
+}
+
+#endif
+
 }  // namespace
 
 void TableLookup::mapWords(std::uint8_t* target, const std::uint8_t* source, std::int64_t count,
                            std::uint32_t opaqueBits) const {
-    static const bool hasVbmi = __builtin_cpu_supports("avx512vbmi");
-    const CpuLevel level = currentCpuLevel();
-    if (level == CpuLevel::avx512 && hasVbmi)
-        return mapWordsVbmi(target, source, count, *tables_, opaqueBits);
-    std::int64_t x = 0;
-    if (level != CpuLevel::baseline) x = mapWordsAvx2(target, source, count, *tables_, opaqueBits);
+    std::int64_t x = mapByVectors(target, source, count, *tables_, opaqueBits);
     for (; x < count; ++x) {
         const Pixel result = (*this)(PixelCodec<pixelXRGB>::load(source + 4 * x));
         storeWord(target + 4 * x, opaqueBits | colorWord(result));

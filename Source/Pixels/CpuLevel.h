@@ -25,6 +25,7 @@ void useCpuLevel(CpuLevel level);
 
 namespace cpu {
 
+#ifdef __x86_64__  // other processors have one level, the baseline
 template <class Loop>
 [[gnu::target(QKZ_TARGET_AVX512), gnu::flatten, gnu::noinline]] auto runAvx512(Loop loop) {
     return loop();
@@ -34,6 +35,7 @@ template <class Loop>
 [[gnu::target("arch=x86-64-v3"), gnu::flatten, gnu::noinline]] auto runAvx2(Loop loop) {
     return loop();
 }
+#endif
 
 template <class Loop>
 [[gnu::flatten, gnu::noinline]] auto runBaseline(Loop loop) {
@@ -45,6 +47,7 @@ template <class Loop>
 /// Runs the loop as compiled for this machine, and returns what it returns. All levels give equal results.
 template <class Loop>
 auto runOnBestCpu(Loop loop) {
+#ifdef __x86_64__
     switch (currentCpuLevel()) {
         case CpuLevel::avx512:
             return cpu::runAvx512(loop);
@@ -53,5 +56,6 @@ auto runOnBestCpu(Loop loop) {
         case CpuLevel::baseline:
             break;
     }
+#endif
     return cpu::runBaseline(loop);
 }

@@ -4,9 +4,10 @@
 
 #include <atomic>
 
-// By the versions that every glibc has: the current ones came with 2.34.
+#ifdef __GLIBC__  // by the versions that every one has: the current ones came with 2.34
 asm(".symver dlopen, dlopen@GLIBC_2.2.5");
 asm(".symver dlsym, dlsym@GLIBC_2.2.5");
+#endif
 
 namespace {
 std::atomic<const char*> openedPath = nullptr;

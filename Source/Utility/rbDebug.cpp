@@ -1,6 +1,7 @@
 #include "rbDebug.h"
 
 #include <atomic>
+#include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
 
@@ -28,18 +29,22 @@ void LogMessageX(const char* format, ...) {
 
 void LogMessage(const char* text) { LogMessageX("%s%s", logPrefix, text); }
 void LogMessage(const char* text, std::int64_t a, std::int64_t b, std::int64_t c, std::int64_t d) {
-    LogMessageX("%s%s %ld, %ld, %ld, %ld", logPrefix, text, a, b, c, d);
+    LogMessageX("%s%s %" PRId64 ", %" PRId64 ", %" PRId64 ", %" PRId64, logPrefix, text, a, b, c, d);
 }
 void LogMessage(const char* text, std::int64_t a, std::int64_t b, std::int64_t c) {
-    LogMessageX("%s%s %ld, %ld, %ld", logPrefix, text, a, b, c);
+    LogMessageX("%s%s %" PRId64 ", %" PRId64 ", %" PRId64, logPrefix, text, a, b, c);
 }
 void LogMessage(const char* text, std::int64_t a, std::int64_t b) {
-    LogMessageX("%s%s %ld, %ld", logPrefix, text, a, b);
+    LogMessageX("%s%s %" PRId64 ", %" PRId64, logPrefix, text, a, b);
 }
-void LogMessage(const char* text, std::int64_t value) { LogMessageX("%s%s %ld", logPrefix, text, value); }
+void LogMessage(const char* text, std::int64_t value) {
+    LogMessageX("%s%s %" PRId64, logPrefix, text, value);
+}
 void LogMessage(const char* text, std::int32_t value) { LogMessageX("%s%s %d", logPrefix, text, value); }
 void LogMessage(const char* text, std::uint32_t value) { LogMessageX("%s%s %u", logPrefix, text, value); }
-void LogMessage(const char* text, std::uint64_t value) { LogMessageX("%s%s %lu", logPrefix, text, value); }
+void LogMessage(const char* text, std::uint64_t value) {
+    LogMessageX("%s%s %" PRIu64, logPrefix, text, value);
+}
 void LogMessage(const char* text, double value) { LogMessageX("%s%s %f", logPrefix, text, value); }
 void LogMessage(const char* text, const void* a, const void* b) {
     LogMessageX("%s%s %p, %p", logPrefix, text, a, b);

@@ -18,6 +18,6 @@ struct PictureLut3DData {
     RBInteger maxY;
     double table[lutPoints][lutPoints][lutPoints][3];  // [red][green][blue][result]: values of 0..255
 };
-static_assert(sizeof(PictureLut3DData) == 140016);
+static_assert(sizeof(void*) != 8 || sizeof(PictureLut3DData) == 140016);
 
 extern REALclassDefinition pictureLut3DClass;

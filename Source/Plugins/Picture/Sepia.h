@@ -20,6 +20,6 @@ struct PictureSepiaData {
     RBInteger sepiaBlue;
     std::uint64_t reserved;
 };
-static_assert(sizeof(PictureSepiaData) == 104);
+static_assert(sizeof(void*) != 8 || sizeof(PictureSepiaData) == 104);
 
 extern REALclassDefinition pictureSepiaClass;

@@ -3,6 +3,15 @@
 
 #include <cxxabi.h>
 
+#ifdef __EMSCRIPTEN__  // where there is one copy of the runtime
+
+class KeepUncaught {
+ public:
+    ~KeepUncaught() {}
+};
+
+#else
+
 /// What the runtime keeps for each thread.
 struct ThreadExceptions {
     void* handled;
@@ -25,3 +34,5 @@ class KeepUncaught {
 
     unsigned before_;
 };
+
+#endif

@@ -11,7 +11,7 @@ struct REALpictureStruct : REALobjectStruct {};
 struct REALmemoryBlockStruct : REALobjectStruct {};
 struct REALgraphicsStruct : REALobjectStruct {};
 struct REALclassStruct;
-struct REALstringStruct;
+struct REALstringStruct {};
 
 // Values as the host passes them.
 using RBInteger = std::int64_t;
@@ -300,11 +300,11 @@ inline constexpr DrawPicture<RBInteger> drawPictureWhole{QKZ_DRAW_PICTURE("Integ
 
 }  // namespace hostmethod
 
-// The layout is the host's: every size and offset is fixed.
+// The layout is the host's: every size and offset is fixed. Where pointers are shorter, as in WebAssembly, host
+// and plug-in are compiled together.
+#if UINTPTR_MAX == UINT64_MAX
 
 #define QKZ_OFFSET(record, field, bytes) static_assert(offsetof(record, field) == (bytes))
-
-static_assert(sizeof(void*) == 8 && sizeof(std::size_t) == 8);
 
 static_assert(sizeof(REALattribute) == 16);
 QKZ_OFFSET(REALattribute, name, 0);
@@ -430,3 +430,5 @@ QKZ_OFFSET(REALstringData, privateData, 24);
 QKZ_OFFSET(REALstringData, privateFlags, 32);
 
 #undef QKZ_OFFSET
+
+#endif
