@@ -300,8 +300,8 @@ inline constexpr DrawPicture<RBInteger> drawPictureWhole{QKZ_DRAW_PICTURE("Integ
 
 }  // namespace hostmethod
 
-// The layout is the host's: every size and offset is fixed. Where pointers are shorter, as in WebAssembly, host
-// and plug-in are compiled together.
+// The layout is the host's: every size and offset is fixed. Where pointers are shorter, as in WebAssembly,
+// host and plug-in are compiled together.
 #if UINTPTR_MAX == UINT64_MAX
 
 #define QKZ_OFFSET(record, field, bytes) static_assert(offsetof(record, field) == (bytes))
