@@ -71,9 +71,9 @@ std::uint32_t Surface::toArgb(std::uint32_t word) const {
     return word;
 }
 
-std::uint32_t Surface::fromArgb(std::uint32_t word) const {
-    fromArgb({&word, 1});
-    return word;
+std::uint32_t Surface::fromArgb(std::uint32_t argb) const {
+    fromArgb({&argb, 1});
+    return argb;
 }
 
 std::uint32_t Surface::word(int x, int y) {

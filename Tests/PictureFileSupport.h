@@ -42,7 +42,8 @@ inline Argb readArgb(const std::filesystem::path& file) {
     const auto* bytes = static_cast<const std::uint8_t*>(all);
     for (std::size_t i = 0; i + 2 < size; i += static_cast<std::size_t>(image.bands())) {
         const std::uint32_t alpha = picture.alpha ? bytes[i + 3] : 255u;
-        picture.words.push_back(alpha << 24 | bytes[i] << 16 | bytes[i + 1] << 8 | bytes[i + 2]);
+        const std::uint32_t red = bytes[i], green = bytes[i + 1], blue = bytes[i + 2];
+        picture.words.push_back(alpha << 24 | red << 16 | green << 8 | blue);
     }
     g_free(all);
     return picture;

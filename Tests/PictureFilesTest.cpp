@@ -168,7 +168,7 @@ TEST_F(PictureFiles, RefuseWhatIsDamaged) {
                   96u * 64)
             << name;
         const auto whole = readFile(folder / name);
-        for (const std::size_t part : {2, 4}) {
+        for (const std::size_t part : {2u, 4u}) {
             writeFile(folder / name, whole.data(), whole.size() * (part - 1) / part);
             EXPECT_THROW(read(folder / name), std::runtime_error) << name << ", all but one of " << part;
         }

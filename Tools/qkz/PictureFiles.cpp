@@ -50,12 +50,13 @@ void start() {
     damaged = false;
 }
 
-/// What the library tells, the first line of it.
+/// What the library tells: the first line, without the name of the part that tells it.
 std::string reason() {
     std::string text = vips_error_buffer();
     vips_error_clear();
     text.resize(std::min(text.find('\n'), text.size()));
-    return text;
+    const auto colon = text.find(": ");
+    return colon == text.npos || text.find(' ') < colon ? text : text.substr(colon + 2);
 }
 
 /// Does it; what the library throws is told of the file.
@@ -111,13 +112,11 @@ VImage opened(const path& file, const Limits& limits) {
         if (std::string_view(kind->loader).ends_with("_source")) {
             VImage::call(kind->loader, options->set("source", source));
         } else {
-            if (vips_source_length(source.get_source()) > static_cast<gint64>(limits.bytes())) {
-                throw vips::VError("is longer than any such picture");
-            }
-            VipsBlob* const all = vips_source_map_blob(source.get_source());
+            const std::unique_ptr<VipsBlob, void (*)(VipsBlob*)> all(
+                vips_source_map_blob(source.get_source()),
+                [](VipsBlob* b) { vips_area_unref(VIPS_AREA(b)); });
             if (!all) throw vips::VError();
-            VImage::call(kind->loader, options->set("buffer", all));
-            vips_area_unref(VIPS_AREA(all));
+            VImage::call(kind->loader, options->set("buffer", all.get()));
         }
         limits.check(file, static_cast<std::uint64_t>(image.width()),
                      static_cast<std::uint64_t>(image.height()));
