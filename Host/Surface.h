@@ -60,7 +60,7 @@ class Surface {
 
 /// Straight ARGB with its colours multiplied by alpha, rounded, and back.
 std::uint32_t premultiplied(std::uint32_t argb);
-std::uint32_t straight(std::uint32_t premultiplied);
+std::uint32_t straight(std::uint32_t word);
 
 /// Part of a picture, in pixels.
 struct Area {

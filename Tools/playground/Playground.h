@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "Host.h"
 #include "Files.h"
+#include "Host.h"
 
 namespace qkzplayground {
 
