@@ -70,7 +70,8 @@ class Engine {
     }
     val string() {
         if (!answer_.string) return val::null();
-        return view(*answer_.string);
+        const std::string& bytes = *answer_.string;
+        return val(typed_memory_view(bytes.size(), reinterpret_cast<const std::uint8_t*>(bytes.data())));
     }
     std::string declarations() { return playground_.declarations(); }
 
