@@ -56,8 +56,9 @@ def main(folder):
     (folder / "look.cube").write_text(
         f"LUT_3D_SIZE {side}\n" + "".join("%.5f %.5f %.5f\n" % tuple(entry) for entry in entries))
     width, height = 40, 30
-    words = (40 + width * height * 3, width, height, 32, 40)
-    packed = b"PPIC" + b"".join(word.to_bytes(4, "big") for word in words) + bytes(16) + chance.randbytes(width * height * 3)
+    pixels = chance.randbytes(width * height * 3)
+    words = (40 + len(pixels), width, height, 32, 40)
+    packed = b"PPIC" + b"".join(word.to_bytes(4, "big") for word in words) + bytes(16) + pixels
     (folder / "packed.ppic").write_bytes(packed)
     (folder / "broken.ppic").write_bytes(packed[:-1])
 
