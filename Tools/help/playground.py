@@ -136,6 +136,7 @@ class Forms:
             form = self._parameter(entry, p.name, p.declarations[0].result, False, words, siblings, p.default)
             form["value"] = self._value(form, values.get(p.name), source)
             forms.append(form)
+        forms.sort(key=lambda form: "of" in form)  # the area last
         if "Table" in values:
             means = "A table as a .cube file."
             forms.insert(0, {"name": "Table", "type": "cube", "means": means, "default": "nil", "value": values["Table"]})

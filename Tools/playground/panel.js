@@ -129,10 +129,13 @@ class Field {
     this.take(this.number.value.trim());
   }
 
-  /// The part of the slider before its handle is coloured.
+  /// The slider is coloured between 0, or its end nearest to that, and its handle.
   #fill() {
     const { min, max, value } = this.slider;
-    this.slider.style.setProperty("--part", `${max > min ? ((value - min) / (max - min)) * 100 : 0}%`);
+    const place = (number) => (max > min ? ((Math.min(Math.max(number, min), max) - min) / (max - min)) * 100 : 0);
+    const [low, high] = [place(0), place(value)].sort((a, b) => a - b);
+    this.slider.style.setProperty("--low", `${low}%`);
+    this.slider.style.setProperty("--high", `${high}%`);
   }
 
   #switch(value) {
@@ -189,7 +192,8 @@ class StepView {
     this.fields = [];
     this.told = element("p", { class: "try-told", role: "status" });
     this.list = element("div", { class: "try-fields" });
-    const legend = element("legend", {}, element("code", {}, step.form.key));
+    const parts = step.form.key.split(/(?<=[a-z0-9])(?=[A-Z])/).flatMap((part) => [element("wbr"), part]);
+    const legend = element("legend", {}, element("code", {}, ...parts));
     this.node = element("fieldset", { class: "try-step" }, legend);
     if (!isMain) {
       const remove = { type: "button", class: "try-remove", "aria-label": `Remove ${step.form.key}`, onclick: () => panel.remove(this) };
@@ -213,7 +217,7 @@ class StepView {
       this.#fill();
       this.panel.want();
     });
-    return element("div", { class: "try-field" }, element("label", { for: id }, "Form"), select);
+    return element("div", { class: "try-field try-form" }, element("label", { for: id }, "Form"), select);
   }
 
   #fill() {
@@ -426,7 +430,7 @@ class Panel {
     select.addEventListener("change", () => {
       const view = this.#add(openingStep(formOf(select.value)));
       select.value = "";
-      view.node.querySelector(".try-fields :is(input, select), .try-remove").focus();
+      (view.list.querySelector("input, select") ?? view.node.querySelector("select, button")).focus();
       this.want();
     });
     return element("div", { class: "try-then" }, element("label", { class: "hidden", for: id }, "Add a step"), select);
@@ -476,13 +480,13 @@ class Panel {
     const steps = this.views.map(({ step }) => ({ ...step, values: [...step.values] }));
     const views = [...this.views];
     const source = this.source;
-    this.#compose(source, steps);
     const wrong = steps.findIndex((step) => overloadOf(step).parameters.some((p, i) => fault(p, step.values[i])));
     if (wrong >= 0) {
       const { parameters } = overloadOf(steps[wrong]);
       views[wrong].tell(parameters.map((p, i) => fault(p, steps[wrong].values[i])).filter(Boolean), true);
       return;
     }
+    this.#compose(source, steps);
     if (this.shown !== source) await this.#show(source);
     const answer = await library.run(source, steps);
     await this.#answer(source, steps, views, answer);
