@@ -1,7 +1,10 @@
 """What is wrong with words is found, and told with the file it is in."""
 
 import copy
+import json
 import os
+import re
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -174,6 +177,29 @@ class Results(unittest.TestCase):
             End If""")
         self.assertEqual((list(self.problems), outcome.ran), ([], 4))
         self.assertEqual([reason for _, reason in outcome.not_run], ["Canvas1 is not known here"])
+
+
+    def test_what_the_playground_composes_runs_as_its_calls_do(self):
+        """Every method's program, read and run as examples are, makes the calls that the page makes."""
+        here = Path(__file__).parent
+        done = subprocess.run(["node", here / "composing.mjs"], capture_output=True, text=True, check=True)
+
+        def bare(call):
+            """Without names of files and of blocks, which differ."""
+            return re.sub(r'"[^"]*"|\$', "?", re.sub('>"[^"]*"', "", call.lower()))
+
+        composed = json.loads(done.stdout)
+        self.assertGreater(len(composed), 50)
+        for i, (key, source, calls, program, files) in enumerate(composed):
+            with self.subTest(key, calls=calls):
+                desk = self.studio.desk("a.yaml", key, f"composed-{i}", {})
+                desk.values.update({name: desk.run.folder / file for name, file in files.items()})
+                outcome = Example(self.catalogue, desk, source[:-4], self.problems, "a.yaml", key).run(program)
+                self.assertEqual(list(self.problems), [])
+                if "iOSPictureQKZ" in program:
+                    continue
+                self.assertEqual(outcome.not_run, [])
+                self.assertEqual([bare(c) for c in outcome.calls], [bare(c) for c in calls])
 
 
 class Links(unittest.TestCase):

@@ -78,7 +78,7 @@ function makesAlone({ form, overload }) {
 
 /// The command that does the steps, quoted for a shell.
 function command(source, steps) {
-  const shell = (text) => (/^[\w.-]+$/.test(text) ? text : `'${text.replaceAll("'", "'\\''")}'`);
+  const shell = (text) => (/^[\w./-]+$/.test(text) ? text : `'${text.replaceAll("'", "'\\''")}'`);
   const file = source.startsWith("-") ? `./${source}` : source;
   const parts = ["qkz run " + shell(file), ...steps.map((step) => `'${callText(step).replaceAll("'", "'\\''")}'`)];
   if (overloadOf(steps.at(-1)).result === "string") parts.push("-o out.ppic");

@@ -486,8 +486,8 @@ class Panel {
       views[wrong].tell(parameters.map((p, i) => fault(p, steps[wrong].values[i])).filter(Boolean), true);
       return;
     }
-    this.#compose(source, steps);
     if (this.shown !== source) await this.#show(source);
+    this.#compose(source, steps);
     const answer = await library.run(source, steps);
     await this.#answer(source, steps, views, answer);
   }
