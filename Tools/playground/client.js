@@ -1,6 +1,8 @@
 // The library in a worker, one for the page, and the pictures and files that calls may name.
 
 const MOST_PIXELS = 40e6;
+// Larger ones are shown smaller: drawing them would hold the page up.
+const SHOWN_PIXELS = 3e6;
 
 /// Adds a script of the folder to the page, once.
 const scripts = new Map();
@@ -33,15 +35,31 @@ function canRun() {
 }
 
 /// What runs in the worker. Pictures are decoded and drawn here, so that the page never waits.
-function playgroundWorker(makeEngine, mostPixels) {
+function playgroundWorker(makeEngine, mostPixels, shownPixels) {
   const engine = makeEngine();
 
+  /// Width and height, made smaller to hold no more than a number of pixels.
+  function within({ width, height }, pixels) {
+    const scale = Math.min(1, Math.sqrt(pixels / (width * height)));
+    return [width, height].map((side) => Math.max(1, Math.floor(side * scale)));
+  }
+
   function pixels(bitmap, limit) {
-    const scale = Math.min(1, Math.sqrt(limit / (bitmap.width * bitmap.height)));
-    const canvas = new OffscreenCanvas(Math.max(1, Math.floor(bitmap.width * scale)), Math.max(1, Math.floor(bitmap.height * scale)));
+    const canvas = new OffscreenCanvas(...within(bitmap, limit));
     const context = canvas.getContext("2d", { willReadFrequently: true });
     context.drawImage(bitmap, 0, 0, canvas.width, canvas.height);
     return context.getImageData(0, 0, canvas.width, canvas.height);
+  }
+
+  function shown(image) {
+    const [resizeWidth, resizeHeight] = within(image, shownPixels);
+    return createImageBitmap(image, resizeWidth < image.width ? { resizeWidth, resizeHeight, resizeQuality: "medium" } : {});
+  }
+
+  async function imageOf(name, calls) {
+    const { steps, error, picture, string } = (await engine).run(name, calls);
+    if (!picture) throw new Error(error ?? "there is no picture");
+    return { steps, error, string, image: new ImageData(picture.rgba, picture.width, picture.height) };
   }
 
   const tasks = {
@@ -55,23 +73,27 @@ function playgroundWorker(makeEngine, mostPixels) {
         image = pixels(bitmap, mostPixels / 4);  // some systems have smaller canvases
       }
       bitmap.close();
-      const shown = await createImageBitmap(image);
+      const small = await shown(image);
       (await engine).addPicture(name, image.data, image.width, image.height);
-      return [{ width: image.width, height: image.height, full, bitmap: shown }, [shown]];
+      return [{ width: image.width, height: image.height, full, bitmap: small }, [small]];
     },
     async file(name, bytes) {
       (await engine).addFile(name, new Uint8Array(bytes));
       return [{}, []];
     },
     async run(name, calls) {
-      const library = await engine;
+      await engine;
       const start = performance.now();
-      const { steps, error, picture, string } = library.run(name, calls);
+      const { steps, error, string, image } = await imageOf(name, calls);
       const milliseconds = performance.now() - start;
-      if (!picture) throw new Error(error ?? "there is no picture");
-      const { width, height, alpha, rgba } = picture;
-      const bitmap = await createImageBitmap(new ImageData(rgba, width, height));
-      return [{ steps, error, string, milliseconds, width, height, alpha, bitmap }, [bitmap]];
+      const bitmap = await shown(image);
+      return [{ steps, error, string, milliseconds, width: image.width, height: image.height, bitmap }, [bitmap]];
+    },
+    async png(name, calls) {
+      const { image } = await imageOf(name, calls);
+      const canvas = new OffscreenCanvas(image.width, image.height);
+      canvas.getContext("2d").putImageData(image, 0, 0);
+      return [await canvas.convertToBlob({ type: "image/png" }), []];
     },
   };
 
@@ -131,12 +153,21 @@ class Library {
     this.#listeners.forEach((listener) => listener());
   }
 
-  /// {width, height, full, bitmap}; the bitmap is given once and stays here.
+  /// {width, height, full, bitmap}: its size, that of the file, and what is shown of it.
   picture(name) {
     return this.#send(name, () => this.#call("picture", name, this.#blobs.get(name)));
   }
 
-  async run(source, steps) {
+  run(source, steps) {
+    return this.#run("run", source, steps);
+  }
+
+  /// The picture after the steps, as a file.
+  png(source, steps) {
+    return this.#run("png", source, steps);
+  }
+
+  async #run(method, source, steps) {
     const calls = steps.map(callText);
     await this.picture(source);
     for (const step of steps) {
@@ -146,7 +177,7 @@ class Library {
         if (name) await (type === "picture" ? this.picture(name) : this.#file(name));
       }
     }
-    return this.#call("run", source, calls);
+    return this.#call(method, source, calls);
   }
 
   #file(name) {
@@ -179,7 +210,7 @@ class Library {
   }
 
   #begin() {
-    const text = `(${playgroundWorker})(${qkzPlayground}, ${MOST_PIXELS});`;
+    const text = `(${playgroundWorker})(${qkzPlayground}, ${MOST_PIXELS}, ${SHOWN_PIXELS});`;
     const address = URL.createObjectURL(new Blob([text], { type: "text/javascript" }));
     const worker = new Worker(address);
     worker.onmessage = ({ data: { id, result, error } }) => {
@@ -187,7 +218,7 @@ class Library {
       this.#waiting.delete(id);
       if (error === undefined) return resolve(result);
       // A call that failed so may have left the library in any state; the next one begins with a new worker.
-      if (method === "run") this.#end(worker, error);
+      if (method !== "picture") this.#end(worker, error);
       reject(new Error(error));
     };
     worker.onerror = (event) => this.#end(worker, event.message || "the worker has ended");

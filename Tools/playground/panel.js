@@ -272,37 +272,32 @@ class Stage {
   }
 
   drawBefore({ bitmap }) {
-    this.#draw(this.before, bitmap);
+    Object.assign(this.before, { width: bitmap.width, height: bitmap.height });
+    this.before.getContext("2d").drawImage(bitmap, 0, 0);
   }
 
+  /// The bitmap becomes the canvas's own.
   drawAfter(bitmap) {
-    this.#draw(this.after, bitmap);
-    bitmap.close();
+    Object.assign(this.after, { width: bitmap.width, height: bitmap.height });
+    this.after.getContext("bitmaprenderer").transferFromImageBitmap(bitmap);
   }
 
-  #draw(canvas, bitmap) {
-    Object.assign(canvas, { width: bitmap.width, height: bitmap.height });
-    canvas.getContext("2d").drawImage(bitmap, 0, 0);
-  }
-
-  /// `kind` is "divided", "beside" or "alone" (after only).
-  arrange(kind) {
+  /// `kind` is "divided", "beside" or "alone" (after only); sizes are those of the pictures, which may be shown smaller.
+  arrange(kind, before, after) {
     this.node.dataset.kind = kind;
     this.divider.hidden = kind !== "divided";
-    this.halves.forEach((half, i) => {
-      const { width, height } = i ? this.after : this.before;
-      half.style.setProperty("--width", width);
-      half.style.setProperty("--height", height);
-    });
-    this.node.style.setProperty("--width", this.after.width);
-    this.node.style.setProperty("--height", this.after.height);
+    for (const [node, { width, height }] of [[this.halves[0], before], [this.halves[1], after], [this.node, after]]) {
+      node.style.setProperty("--width", width);
+      node.style.setProperty("--height", height);
+    }
+    this.size = after;
   }
 
   /// A frame around what was found, or none.
   frame(place) {
     this.mark.hidden = !place;
     if (!place) return;
-    const { width, height } = this.after;
+    const { width, height } = this.size;
     const share = (value, full) => `${(value / full) * 100}%`;
     Object.assign(this.mark.style, {
       left: share(place.x, width), top: share(place.y, height), width: share(place.width, width), height: share(place.height, height),
@@ -534,11 +529,12 @@ class Panel {
     const done = steps.slice(0, answers.length);
     const sameSize = width === this.size.width && height === this.size.height;
     const alone = !changes(steps) || steps.some(makesAlone);
-    this.stage.arrange(alone ? "alone" : sameSize ? "divided" : "beside");
+    this.stage.arrange(alone ? "alone" : sameSize ? "divided" : "beside", this.size, { width, height });
     this.stage.frame(await this.#place(source, done, answers));
     this.stage.node.hidden = false;
     this.entry.classList.add("tried");
     this.string = string;
+    this.done = [source, done];
     const time = milliseconds < 10 ? milliseconds.toFixed(1) : Math.round(milliseconds);
     const bytes = string ? `, ${string.length} bytes` : "";
     this.facts.textContent = `${width} × ${height} pixels${bytes}, ${time} ms${this.scaled}`;
@@ -549,13 +545,17 @@ class Panel {
   async #place(source, steps, answers) {
     const place = found(steps, answers);
     if (!place) return null;
-    const { width, height } = place.text === "$" ? this.stage.after : await library.picture(fileOf(place.text));
+    const { width, height } = place.text === "$" ? this.stage.size : await library.picture(fileOf(place.text));
     return { ...place, width, height };
   }
 
-  #save() {
+  async #save() {
     if (this.string) return download("out.ppic", new Blob([this.string], { type: "application/octet-stream" }));
-    this.stage.after.toBlob((blob) => download("out.png", blob), "image/png");
+    try {
+      download("out.png", await library.png(...this.done));
+    } catch (error) {
+      this.#tellOf(error);
+    }
   }
 
   #tellOf(error) {
