@@ -11,11 +11,13 @@ import unittest
 from pathlib import Path
 
 import yaml
+from PIL import Image
 
 ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "Tools/help"))
 
 import links  # noqa: E402
+import playground  # noqa: E402
 import registrations  # noqa: E402
 import words  # noqa: E402
 from examples import Example  # noqa: E402
@@ -107,6 +109,21 @@ class Words(unittest.TestCase):
                 else:
                     inner[place[-1]] = value
                 self.assertIn(told, problems_of(files))
+
+    def test_a_number_without_a_slide_is_told(self):
+        for slide, told in [([0, 5], None), ([0, "depth"], "Amount"), (None, "Amount"), ("width", None)]:
+            files = copy.deepcopy(GOOD)
+            members = files["colours.yaml"]["entries"]
+            members["PaleQKZ"]["parameters"]["Amount"] = MEANS | {"slide": slide}
+            members["ToneQKZ"]["properties"]["Red"] = MEANS | {"slide": [0, 1]}
+            found = Problems()
+            with tempfile.TemporaryDirectory() as folder:
+                for name, text in files.items():
+                    Path(folder, name).write_text(yaml.safe_dump(text), encoding="utf-8")
+                read = words.Reader(Path(folder), CATALOGUE, set(), found).read()
+            playground.Forms(read, CATALOGUE, {}, {}, {"coffee": Image.new("RGB", (4, 4))}, found).data()
+            fault = f"colours.yaml: PaleQKZ: the number {told} has no slide: [from, to]"
+            self.assertEqual(list(found), [fault] if told else [])
 
     def test_what_is_no_yaml_is_told(self):
         told = problems_of(GOOD | {"colours.yaml": "title: a: b"})

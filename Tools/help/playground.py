@@ -171,12 +171,12 @@ class Forms:
         slide = slide or RECTANGLE.get(name)
         if isinstance(slide, str):
             slide = [0, slide]
-        if not isinstance(slide, list) or len(slide) not in (2, 3):
+        sides = {v.removeprefix("-") for v in slide or [] if isinstance(v, str)}
+        if not isinstance(slide, list) or len(slide) not in (2, 3) or sides - {"width", "height"} or len(sides) > 1:
             self._problems.add(entry.file, entry.key, f"the number {name} has no slide: [from, to]")
             return
-        side = next((re.sub("^-", "", v) for v in slide if isinstance(v, str)), None)
-        if side:
-            form["of"] = side
+        if sides:
+            form["of"] = sides.pop()
             slide = [v if isinstance(v, (int, float)) else -1 if v.startswith("-") else 1 for v in slide]
         form["from"], form["to"] = slide[:2]
         form["step"] = slide[2] if len(slide) == 3 else 1 if form["type"] != "double" or slide[1] > 10 else 0.01
