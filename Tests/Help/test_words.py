@@ -195,7 +195,6 @@ class Results(unittest.TestCase):
         self.assertEqual((list(self.problems), outcome.ran), ([], 4))
         self.assertEqual([reason for _, reason in outcome.not_run], ["Canvas1 is not known here"])
 
-
     def test_what_the_playground_composes_runs_as_its_calls_do(self):
         """Every method's program, read and run as examples are, makes the calls that the page makes."""
         here = Path(__file__).parent

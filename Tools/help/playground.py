@@ -133,14 +133,16 @@ class Forms:
             if p.declarations[0].result.lower() == "picture":  # what goes in and what comes out
                 continue
             words = {"means": p.means, "unit": p.unit, "range": p.range, "slide": p.slide}
-            form = self._parameter(entry, p.name, p.declarations[0].result, False, words, siblings, p.default)
+            type_ = p.declarations[0].result
+            form = self._parameter(entry, p.name, type_, False, words, siblings, p.default)
             form["value"] = self._value(form, values.get(p.name), source)
             forms.append(form)
         forms.sort(key=lambda form: "of" in form)  # the area last
         if "Table" in values:
             means = "A table as a .cube file."
             forms.insert(0, {"name": "Table", "type": "cube", "means": means, "default": "nil", "value": values["Table"]})
-        return {"text": f"Class {entry.key}", "result": "picture", "assigns": False, "changes": True, "parameters": forms}
+        told = {"text": f"Class {entry.key}", "result": "picture", "assigns": False, "changes": True}
+        return told | {"parameters": forms}
 
     def _changes(self, entry, declaration):
         """Whether the picture is another one after the call; of methods that work in place the words' picture tells."""
@@ -183,8 +185,7 @@ class Forms:
 
     def _value(self, form, text, source):
         """What a parameter begins with, as it is written in a call."""
-        known = text and (not text.startswith('"') or text[1:-1] in self._files() or text.startswith(('"hex:', '"text:')))
-        if known and not (form["type"] == "picture" and text == "nil" and "default" not in form):
+        if text and (not text.startswith('"') or text[1:-1] in self._files() or text.startswith(('"hex:', '"text:'))):
             return text
         if form.get("byref"):
             return text or form["name"]

@@ -484,6 +484,7 @@ class Panel {
     if (this.shown !== source) await this.#show(source);
     this.#compose(source, steps);
     const answer = await library.run(source, steps);
+    if (!this.node.isConnected) return;  // closed in the meantime
     await this.#answer(source, steps, views, answer);
   }
 
