@@ -107,7 +107,7 @@ def main():
     parser = argparse.ArgumentParser(description="Makes the help pages.")
     parser.add_argument("--qkz", type=Path, required=True, help="the command line tool, the plug-in beside it")
     parser.add_argument("--words", type=Path, default=ROOT / "Docs/help", help="the folder of the words")
-    parser.add_argument("--playground", type=Path, help="playground.js, the library for the browser; else there is none")
+    parser.add_argument("--playground", type=Path, help="playground.js, the library for browsers; else none")
     parser.add_argument("--output", type=Path, required=True, help="the folder for the pages, replaced as a whole")
     with tempfile.TemporaryDirectory() as work:
         return build(parser.parse_args(), Path(work))

@@ -145,7 +145,7 @@ class Forms:
         return told | {"parameters": forms}
 
     def _changes(self, entry, declaration):
-        """Whether the picture is another one after the call; of methods that work in place the words' picture tells."""
+        """Whether the picture is another one after the call; of methods in place the words' picture tells."""
         if declaration.result.lower() == "picture" or declaration.assigns:
             return True
         figure = self._figures.get(entry.key)
