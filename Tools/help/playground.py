@@ -139,8 +139,8 @@ class Forms:
             forms.append(form)
         forms.sort(key=lambda form: "of" in form)  # the area last
         if "Table" in values:
-            means = "A table as a .cube file."
-            forms.insert(0, {"name": "Table", "type": "cube", "means": means, "default": "nil", "value": values["Table"]})
+            table = {"name": "Table", "type": "cube", "means": "A table as a .cube file.", "default": "nil"}
+            forms.insert(0, table | {"value": values["Table"]})
         told = {"text": f"Class {entry.key}", "result": "picture", "assigns": False, "changes": True}
         return told | {"parameters": forms}
 
