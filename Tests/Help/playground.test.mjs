@@ -122,6 +122,7 @@ test("the reader's own picture is taken, one that is none is told", () =>
     await drop(panel, "words.png", "image/png");
     await panel.getByText("words.png cannot be read as a picture").waitFor();
     assert.match(await command(), /my 1st/);
+    assert.doesNotMatch(await panel.getByLabel("Picture", { exact: true }).innerText(), /words/);
     await then.selectOption("CombinePicturesQKZ");
     for (const name of ["red", "blue", "green"]) await step(1).getByLabel(name).selectOption({ label: "coffee" });
     await panel.getByText("480 × 320 pixels").waitFor();
