@@ -64,7 +64,7 @@ function playgroundWorker(makeEngine, mostPixels, shownPixels) {
 
   const tasks = {
     async picture(name, blob) {
-      const bitmap = await createImageBitmap(blob, { imageOrientation: "from-image", colorSpaceConversion: "none" });
+      const bitmap = await createImageBitmap(blob, { imageOrientation: "from-image" });
       const full = { width: bitmap.width, height: bitmap.height };
       let image;
       try {
