@@ -22,6 +22,7 @@ build_packages=(g++ cmake ninja-build pkg-config libcairo2-dev libgd-dev libffi-
     libgtest-dev)
 display_packages=(xvfb xauth libgtk2.0-0)
 help_packages=(fonts-dejavu-core python3-jinja2 python3-markdown python3-pil python3-yaml)
+playground_packages=(emscripten)
 package_packages=(zip dpkg-dev)
 fuzz_packages=(clang libclang-rt-14-dev)
 
