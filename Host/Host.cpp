@@ -1,5 +1,6 @@
 #include "Host.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace qkzhost {
@@ -39,9 +40,9 @@ OwnedPicture Host::newPicture(int width, int height, bool alpha, std::span<const
     const auto count = static_cast<std::size_t>(width);
     std::vector<std::uint32_t> words(count);
     for (int y = 0; y < height; ++y) {
-        for (std::size_t x = 0; x < count; ++x) {
-            words[x] = pixels.fromArgb(argb[static_cast<std::size_t>(y) * count + x]);
-        }
+        const auto row = argb.subspan(static_cast<std::size_t>(y) * count, count);
+        std::copy(row.begin(), row.end(), words.begin());
+        pixels.fromArgb(words);
         pixels.write(0, y, width, words.data());
     }
     return picture;

@@ -13,8 +13,6 @@
 namespace qkzhost {
 namespace {
 
-constexpr std::uint32_t opaque = 0xFF000000;
-
 using CairoHandle = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)>;
 
 class CairoSurface : public Surface {
@@ -45,10 +43,6 @@ class CairoSurface : public Surface {
     }
     std::uint8_t* row(int y) override { return data_ + y * stride_; }
     std::ptrdiff_t rowBytes() const override { return stride_; }
-    std::uint32_t toArgb(std::uint32_t word) const override { return alpha ? straight(word) : word | opaque; }
-    std::uint32_t fromArgb(std::uint32_t argb) const override {
-        return alpha ? premultiplied(argb) : argb | opaque;
-    }
     cairo_surface_t* surface() { return surface_.get(); }
 
  private:
@@ -82,13 +76,6 @@ class GdSurface : public Surface {
         return nativeType == pictureGDImagePtr ? image_.get() : nullptr;
     }
     std::uint8_t* row(int y) override { return reinterpret_cast<std::uint8_t*>(image_->tpixels[y]); }
-    std::uint32_t toArgb(std::uint32_t word) const override {
-        const std::uint32_t transparency = word >> 24 & 127;  // 0 is opaque
-        return (word & 0xFFFFFF) | (255 - (transparency << 1 | transparency >> 6)) << 24;
-    }
-    std::uint32_t fromArgb(std::uint32_t argb) const override {
-        return (argb & 0xFFFFFF) | (255 - (argb >> 24)) >> 1 << 24;
-    }
 
  private:
     std::unique_ptr<gdImage, decltype(&gdImageDestroy)> image_;
@@ -183,8 +170,6 @@ class PixmapSurface : public Surface {
         }
         gdk().drawRgb(pixmap_.get(), gc_.get(), x, y, count, 1, 0, bytes.data(), count * 3);
     }
-    std::uint32_t toArgb(std::uint32_t word) const override { return word | opaque; }
-    std::uint32_t fromArgb(std::uint32_t argb) const override { return argb & 0xFFFFFF; }
 
  private:
     static const Gdk& gdk() { return Gdk::get(); }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -43,9 +44,11 @@ class Surface {
     /// Straight ARGB words, row by row.
     std::vector<std::uint32_t> argb();
 
-    /// Conversion between the native word and straight (not premultiplied) ARGB.
-    virtual std::uint32_t toArgb(std::uint32_t word) const = 0;
-    virtual std::uint32_t fromArgb(std::uint32_t argb) const = 0;
+    /// Conversion between native words and straight (not premultiplied) ARGB, of one or in place of many.
+    std::uint32_t toArgb(std::uint32_t word) const;
+    std::uint32_t fromArgb(std::uint32_t argb) const;
+    void toArgb(std::span<std::uint32_t> words) const;
+    void fromArgb(std::span<std::uint32_t> words) const;
 
     const Storage storage;
     const int width, height;
@@ -57,7 +60,7 @@ class Surface {
 
 /// Straight ARGB with its colours multiplied by alpha, rounded, and back.
 std::uint32_t premultiplied(std::uint32_t argb);
-std::uint32_t straight(std::uint32_t premultiplied);
+std::uint32_t straight(std::uint32_t word);
 
 /// Part of a picture, in pixels.
 struct Area {

@@ -1,15 +1,8 @@
 // The small real host by itself.
-#include <gd.h>
 #include <gtest/gtest.h>
-
-#include <cstdio>
-#include <random>
-
-#include <jpeglib.h>  // wants the size_t and FILE of the headers above
 
 #include "Encoding.h"
 #include "Host.h"
-#include "PictureFiles.h"
 
 namespace {
 
@@ -289,51 +282,6 @@ TEST(Surface, DrawsThroughAMaskAndScaled) {
         EXPECT_EQ(color(2, 2), 0xAABBCCu);
         EXPECT_EQ(color(4, 0), 0x778899u);
         EXPECT_EQ(color(4, 3), 0u);
-    }
-}
-
-/// A JPEG file of noise, 64 x 48 pixels.
-std::string jpegFile(J_COLOR_SPACE space, bool adobeMarker, bool progressive) {
-    jpeg_compress_struct jpeg{};
-    jpeg_error_mgr errors;
-    jpeg.err = jpeg_std_error(&errors);
-    jpeg_create_compress(&jpeg);
-    std::uint8_t* made = nullptr;
-    unsigned long size = 0;
-    jpeg_mem_dest(&jpeg, &made, &size);
-    jpeg.image_width = 64;
-    jpeg.image_height = 48;
-    jpeg.in_color_space = space;
-    jpeg.input_components = space == JCS_CMYK ? 4 : 3;
-    jpeg_set_defaults(&jpeg);
-    jpeg.write_Adobe_marker = adobeMarker;
-    if (progressive) jpeg_simple_progression(&jpeg);
-    jpeg_start_compress(&jpeg, TRUE);
-    std::mt19937 random;
-    for (JSAMPLE row[256], *rows[] = {row}; jpeg.next_scanline < 48; jpeg_write_scanlines(&jpeg, rows, 1))
-        for (JSAMPLE& sample : row) sample = static_cast<JSAMPLE>(random());
-    jpeg_finish_compress(&jpeg);
-    jpeg_destroy_compress(&jpeg);
-    std::string result(reinterpret_cast<char*>(made), size);
-    std::free(made);
-    return result;
-}
-
-TEST(PictureFiles, ReadJpegAsGdDoes) {
-    for (const unsigned kind : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u}) {
-        std::string file = jpegFile(kind & 4 ? JCS_CMYK : JCS_RGB, kind & 2, kind & 1);
-        const auto read = [&](std::size_t size) {
-            return readImage("a.jpg", {reinterpret_cast<const std::uint8_t*>(file.data()), size}).argb;
-        };
-        const gdImagePtr gd = gdImageCreateFromJpegPtr(static_cast<int>(file.size()), file.data());
-        std::vector<std::uint32_t> expected;
-        for (int i = 0; i < 64 * 48; ++i)
-            expected.push_back(0xFF000000u | static_cast<std::uint32_t>(gd->tpixels[i / 64][i % 64]));
-        gdImageDestroy(gd);
-        EXPECT_EQ(read(file.size()), expected) << kind;
-        EXPECT_THROW(read(file.size() / 2), std::runtime_error) << kind;
-        file.insert(file.size() - 2, "stray");  // some cameras do
-        EXPECT_EQ(read(file.size()), expected) << kind;
     }
 }
 

@@ -12,18 +12,23 @@
 #include <cstdio>
 #include <fstream>
 
+#include "PictureFileSupport.h"
 #include "PictureFiles.h"
 #include "Support.h"
 
 namespace {
 
+using qkztest::Argb;
 using qkztest::Outcome;
+using qkztest::readArgb;
 using qkztest::runCommand;
+using qkztest::writeArgb;
 
-using namespace qkzhost;
+using namespace qkz;
 using std::filesystem::path;
 
-Outcome qkz(const std::string& arguments, const std::string& before = "", const std::string& after = "2>&1") {
+Outcome command(const std::string& arguments, const std::string& before = "",
+                const std::string& after = "2>&1") {
     return runCommand(before + "\"" QKZ_BINARY "\" " + arguments + ' ' + after);
 }
 
@@ -32,15 +37,15 @@ class Qkz : public testing::Test {
     void SetUp() override {
         std::filesystem::create_directories(folder);
         for (int i = 0; i < 12; ++i)
-            photo.argb.push_back(0xFF000000u | static_cast<std::uint32_t>(i * 0x050A14));
-        writePng(photo, in);
+            photo.words.push_back(0xFF000000u | static_cast<std::uint32_t>(i * 0x050A14));
+        writeArgb(photo, in);
     }
     void TearDown() override { std::filesystem::remove_all(folder); }
 
     /// A command that ends with the status and tells the text.
     void fails(const std::string& arguments, const std::string& text, int status = 2,
                const std::string& before = "") const {
-        const Outcome outcome = qkz(arguments + plugin, before);
+        const Outcome outcome = command(arguments + plugin, before);
         EXPECT_EQ(outcome.status, status) << arguments;
         EXPECT_NE(outcome.text.find(text), std::string::npos) << arguments << '\n' << outcome.text;
     }
@@ -48,34 +53,34 @@ class Qkz : public testing::Test {
     const path folder = path(testing::TempDir()) / ("qkz" + std::to_string(getpid()));
     const path in = folder / "in.png", out = folder / "out.png";
     const std::string plugin = " --plugin \"" + qkztest::pluginFile() + "\" ";
-    Image photo{4, 3, false, {}};
+    Argb photo{4, 3, false, {}};
 };
 
 TEST_F(Qkz, RunsCallsOneAfterTheOther) {
     for (const char* storage : {"cairo", "gd"}) {
         const std::string run =
             "run " + in.string() + plugin + "--storage " + storage + " -o " + out.string();
-        EXPECT_EQ(qkz(run + " 'InvertQKZ(1, 1, 2, 9223372036854775807)'").status, 0);
-        Image expected = photo;
+        EXPECT_EQ(command(run + " 'InvertQKZ(1, 1, 2, 9223372036854775807)'").status, 0);
+        Argb expected = photo;
         for (std::size_t i = 0; i < 12; ++i) {
-            expected.argb[i] =
-                i % 4 == 1 || i % 4 == 2 ? i < 4 ? 0xFF000000 : photo.argb[i] ^ 0xFFFFFF : 0xFF000000;
+            expected.words[i] =
+                i % 4 == 1 || i % 4 == 2 ? i < 4 ? 0xFF000000 : photo.words[i] ^ 0xFFFFFF : 0xFF000000;
         }
-        EXPECT_EQ(readImage(out).argb, expected.argb) << storage;
-        EXPECT_EQ(qkz(run + " InvertQKZ 'invertqkz (\n0,0\t,-1,-1 )'").status, 0);
-        EXPECT_EQ(readImage(out).argb, photo.argb) << storage;
+        EXPECT_EQ(readArgb(out).words, expected.words) << storage;
+        EXPECT_EQ(command(run + " InvertQKZ 'invertqkz (\n0,0\t,-1,-1 )'").status, 0);
+        EXPECT_EQ(readArgb(out).words, photo.words) << storage;
     }
 }
 
 TEST_F(Qkz, KeepsAlpha) {
     photo.alpha = true;
-    photo.argb[0] = 0x80FF4000;
-    writePng(photo, in);
-    EXPECT_EQ(qkz("run " + in.string() + plugin + "InvertQKZ InvertQKZ -o " + out.string()).status, 0);
-    EXPECT_TRUE(readImage(out).alpha);
-    EXPECT_EQ(readImage(out).argb[0] >> 24, 0x80u);
-    EXPECT_EQ(readImage(out).argb[5], photo.argb[5]);
-    EXPECT_EQ(qkz("info " + in.string() + plugin).text,
+    photo.words[0] = 0x80FF4000;
+    writeArgb(photo, in);
+    EXPECT_EQ(command("run " + in.string() + plugin + "InvertQKZ InvertQKZ -o " + out.string()).status, 0);
+    EXPECT_TRUE(readArgb(out).alpha);
+    EXPECT_EQ(readArgb(out).words[0] >> 24, 0x80u);
+    EXPECT_EQ(readArgb(out).words[5], photo.words[5]);
+    EXPECT_EQ(command("info " + in.string() + plugin).text,
               "4 x 3 pixels, with alpha channel, Cairo, 72 x 72 dpi\n");
 }
 
@@ -93,37 +98,36 @@ TEST_F(Qkz, RefusesSizesThatTheDataCannotHold) {
         return "\xFF\xD8"s + frame + "\0\x11\x08\x17\x70\x75\x30\3\1\x11\0\2\x11\0\3\x11\0"s +
                "\xFF\xDA\0\x0C\3\1\0\2\0\3\0\0\x3F\0"s;
     };
-    const std::string tooShort = "too short for 30000 x 6000 pixels";
     const auto refuses = [&](const char* name, const std::string& bytes, const std::string& text,
                              const std::string& options = "") {
         writeFile(folder / name, bytes.data(), bytes.size());
-        fails("info " + (folder / name).string() + options, text, 2, littleMemory);
+        fails("run " + (folder / name).string() + " isWhiteQKZ" + options, text, 2, littleMemory);
     };
-    refuses("a.png", png("\0\0\x75\x30\0\0\x17\x70\x08\2\0\0\0\xfa\x34\x38\x4d"s), tooShort);
-    refuses("a.jpg", jpeg("\xFF\xC0"), tooShort);
-    refuses("a.jpg", jpeg("\xFF\xC9"), tooShort);  // arithmetic codes
-    refuses("a.ppic", "PPIC\0\0\0\x28\0\0\x75\x30\0\0\x17\x70"s, tooShort);
+    refuses("a.png", png("\0\0\x75\x30\0\0\x17\x70\x08\2\0\0\0\xfa\x34\x38\x4d"s), "a.png: is damaged");
+    refuses("a.jpg", jpeg("\xFF\xC0"), "a.jpg: is damaged");
+    refuses("a.jpg", jpeg("\xFF\xC9"), "a.jpg: is damaged");  // arithmetic codes
+    refuses("a.ppic", "PPIC\0\0\0\x28\0\0\x75\x30\0\0\x17\x70"s, "too short for 30000 x 6000 pixels");
     refuses("a.png", png("\0\0\x80\0\0\0\0\1\x08\0\0\0\0\xa2\x5d\xc5\xf4"s), "longer than 32767 pixels");
     const std::string large = png("\0\0\x4e\x20\0\0\x27\x11\1\0\0\0\0\x1a\x03\xa6\xaa"s);
     refuses("a.png", large, "20000 x 10001 pixels are more than 200000000; --max-pixels allows more");
-    refuses("a.png", large, "too short for 20000 x 10001 pixels", " --max-pixels 200020000");
+    refuses("a.png", large, "is damaged", " --max-pixels 200020000");
 }
 
 TEST_F(Qkz, ReadsNoFurtherThanItMust) {
     for (const auto& [name, start, reason] : {std::tuple{"a.ppic", path(), "not a packed picture"},
-                                              {"a.png", path(), "neither a PNG nor a JPEG"},
-                                              {"b.png", in, "longer than 67108960 bytes"}}) {
+                                              {"a.png", path(), "is no PNG, JPEG, WebP, TIFF"},
+                                              {"b.png", in, "4 x 3 pixels"}}) {
         const std::string fifo = (folder / name).string();
         ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-        fails("info --max-pixels 12 " + fifo, reason, 2,
+        fails("info --max-pixels 12 " + fifo, reason, start.empty() ? 2 : 0,
               "yes | head -c 99999999 | cat " + start.string() + " - >" + fifo + " & ");
     }
 }
 
 TEST_F(Qkz, ReplacesAFileWholeOrNotAtAll) {
-    const path link = folder / "link", dangling = folder / "dangling", made = folder / "made";
+    const path link = folder / "link.png", dangling = folder / "new.png", made = folder / "made.png";
     create_symlink(path("in.png"), link);
-    create_symlink(path("made"), dangling);
+    create_symlink(path("made.png"), dangling);
     permissions(in, std::filesystem::perms(0604));
     const auto old = readFile(in);
     rlimit before{};
@@ -134,7 +138,7 @@ TEST_F(Qkz, ReplacesAFileWholeOrNotAtAll) {
         std::string reason;
         setrlimit(RLIMIT_FSIZE, &full);
         try {
-            writePng({1, 1, false, {0}}, target);
+            writeFile(target, "a", 1);
         } catch (const std::runtime_error& error) {
             reason = error.what();
         }
@@ -146,11 +150,11 @@ TEST_F(Qkz, ReplacesAFileWholeOrNotAtAll) {
 
     const mode_t mask = umask(027);
     for (const path& target : {link, dangling})
-        EXPECT_EQ(qkz("run " + in.string() + plugin + "InvertQKZ -o " + target.string()).status, 0);
+        EXPECT_EQ(command("run " + in.string() + plugin + "InvertQKZ -o " + target.string()).status, 0);
     umask(mask);
     EXPECT_TRUE(is_symlink(link) && is_symlink(dangling));
-    EXPECT_EQ(readImage(in).argb[0], 0xFFFFFFFF);
-    EXPECT_EQ(readImage(made).argb, photo.argb);
+    EXPECT_EQ(readArgb(in).words[0], 0xFFFFFFFF);
+    EXPECT_EQ(readArgb(made).words, photo.words);
     EXPECT_EQ(status(in).permissions(), std::filesystem::perms(0604));
     EXPECT_EQ(status(made).permissions(), std::filesystem::perms(0640));
     const std::filesystem::directory_iterator all(folder);
@@ -158,12 +162,12 @@ TEST_F(Qkz, ReplacesAFileWholeOrNotAtAll) {
 }
 
 TEST_F(Qkz, WritesIntoAPipe) {
-    const path fifo = folder / "fifo";
+    const path fifo = folder / "fifo.png";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     const std::string reader = "timeout 20 cat " + fifo.string() + " >" + out.string() + " & ";
-    qkz("run " + in.string() + plugin + "InvertQKZ -o " + fifo.string(), reader, "2>&1; wait");
+    command("run " + in.string() + plugin + "InvertQKZ -o " + fifo.string(), reader, "2>&1; wait");
     EXPECT_TRUE(is_fifo(fifo));
-    EXPECT_EQ(readImage(out).argb[0], 0xFFFFFFFF);
+    EXPECT_EQ(readArgb(out).words[0], 0xFFFFFFFF);
 }
 
 TEST_F(Qkz, TellsWhenStandardOutputIsFull) {
@@ -172,7 +176,7 @@ TEST_F(Qkz, TellsWhenStandardOutputIsFull) {
     std::filesystem::resize_file(log, 32 << 20);  // the limit, which leaves room for a copy of the plug-in
     for (const std::string& arguments : {std::string("list"), std::string("--help"), "info " + in.string()}) {
         const Outcome full =
-            qkz(arguments + plugin, "trap '' XFSZ; ulimit -f 65536; ", "2>&1 >>" + log.string());
+            command(arguments + plugin, "trap '' XFSZ; ulimit -f 65536; ", "2>&1 >>" + log.string());
         EXPECT_EQ(full.text, "qkz: standard output: File too large\n") << arguments;
         EXPECT_EQ(full.status, 1) << arguments;
     }
@@ -187,7 +191,7 @@ TEST_F(Qkz, ManagesWithoutProc) {
         const sock_fprog noLinks{std::size(rules), rules};
         prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
         if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &noLinks) != 0) std::_Exit(99);
-        const Outcome outcome = qkz(arguments);
+        const Outcome outcome = command(arguments);
         std::fputs(outcome.text.c_str(), stderr);
         std::_Exit(outcome.status);
     };
@@ -200,12 +204,12 @@ TEST_F(Qkz, RunsClassesGlobalMethodsAndAssignments) {
     // A table that keeps red only, and a picture of what it leaves.
     std::ofstream(folder / "red.cube") << "TITLE \"red\"\nLUT_3D_SIZE 2\n\n"
                                           "0 0 0\n1 0 0\n0 0 0\n1 0 0\n0 0 0\n1 0 0\n0 0 0\n1 0 0\n";
-    photo.argb.assign(12, 0xFFEEEEEE);
-    photo.argb[0] = 0xFF000000;
-    writePng(photo, in);
-    Image red = photo;
-    for (std::uint32_t& argb : red.argb) argb &= 0xFFFF0000;
-    writePng(red, folder / "red.png");
+    photo.words.assign(12, 0xFFEEEEEE);
+    photo.words[0] = 0xFF000000;
+    writeArgb(photo, in);
+    Argb red = photo;
+    for (std::uint32_t& argb : red.words) argb &= 0xFFFF0000;
+    writeArgb(red, folder / "red.png");
     const auto quoted = [this](const char* name) { return '"' + (folder / name).string() + '"'; };
     const struct {
         std::string call;
@@ -217,18 +221,77 @@ TEST_F(Qkz, RunsClassesGlobalMethodsAndAssignments) {
                  {"ReplaceColorQKZ(&cEEEEEE, &c010203)", 0xFF000000, 0xFF010203},
                  {"EmbeddedMaskQKZ(true) = " + quoted("red.png"), 0xFF0000FF, 0xFFEEEE11}};
     for (const auto& c : cases) {
-        const Outcome outcome = qkz("run " + in.string() + plugin + '\'' + c.call + "' -o " + out.string());
+        const Outcome outcome =
+            command("run " + in.string() + plugin + '\'' + c.call + "' -o " + out.string());
         ASSERT_EQ(outcome.status, 0) << c.call << outcome.text;
-        EXPECT_EQ(readImage(out).argb[0], c.first) << c.call;
-        EXPECT_EQ(readImage(out).argb[1], c.second) << c.call;
+        EXPECT_EQ(readArgb(out).words[0], c.first) << c.call;
+        EXPECT_EQ(readArgb(out).words[1], c.second) << c.call;
     }
     fails("run " + in.string() + " 'PictureSepiaQKZ(SepiaBlu=1)'",
           "qkz: PictureSepiaQKZ has no property SepiaBlu; the nearest: SepiaBlue, SepiaRed\n");
 }
 
+TEST_F(Qkz, LeavesWhatALookUpTableDoesNotChange) {
+    std::ofstream table(folder / "same.cube");
+    table << "LUT_3D_SIZE 33\n" << std::fixed;
+    for (int i = 0; i < 33 * 33 * 33; ++i)
+        table << i % 33 / 32.0 << ' ' << i / 33 % 33 / 32.0 << ' ' << i / 33 / 33 / 32.0 << '\n';
+    table.close();
+    photo = {255, 1, false, {}};  // white is not among what the class leaves
+    for (std::uint32_t i = 0; i < 255; ++i)
+        photo.words.push_back(0xFF000000 | i << 16 | (i * 7 % 255) << 8 | (254 - i));
+    writeArgb(photo, in);
+    const std::string call = "'PictureLut3DQKZ(Table=\"" + (folder / "same.cube").string() + "\")'";
+    EXPECT_EQ(command("run " + in.string() + plugin + call + " -o " + out.string()).text, "");
+    EXPECT_EQ(readArgb(out).words, photo.words);
+}
+
+TEST_F(Qkz, DoesManyFiles) {
+    const path made = folder / "made";
+    create_directory(made);
+    const auto file = [this](const char* name) { return (folder / name).string(); };
+    std::string files;
+    for (const char* name : {"a.png", "b c.png", "d.png", "e.png"}) {
+        std::filesystem::copy_file(in, file(name));
+        files += " '" + file(name) + "'";
+    }
+    std::filesystem::resize_file(file("d.png"), 60);
+    const std::string run = "run" + files + " ",
+                      output = " -o '" + (made / "{name}.jpg").string() + "' --jobs 2";
+    const Outcome first = command(run + "InvertQKZ isWhiteQKZ" + output + plugin);
+    EXPECT_EQ(first.status, 2);
+    EXPECT_NE(first.text.find(file("b c.png") + ": false\n"), std::string::npos) << first.text;
+    EXPECT_NE(first.text.find("3 of 4 files done in "), std::string::npos) << first.text;
+    EXPECT_NE(first.text.find("; 1 failed:\n  " + file("d.png") + ": is damaged"), std::string::npos)
+        << first.text;
+    EXPECT_EQ(first.text.find(" left"), std::string::npos) << "progress, though there is no terminal";
+    EXPECT_EQ(readArgb(made / "b c.jpg").width, 4);
+    EXPECT_FALSE(exists(made / "d.jpg"));
+    writeFile(made / "a.jpg", "mine", 4);
+    remove(made / "e.jpg");
+    fails(run + "InvertQKZ" + output, "a.jpg is there already; --force writes over it");
+    EXPECT_TRUE(exists(made / "e.jpg")) << "the rest is done all the same";
+    EXPECT_EQ(file_size(made / "a.jpg"), 4u);
+    fails(run + "InvertQKZ --force" + output, "3 of 4 files done");
+    EXPECT_EQ(readArgb(made / "a.jpg").width, 4);
+    const std::string pictures = "run" + files + " InvertQKZ -o ";
+    fails(pictures + file("x.png"), "several files want {name} in -o");
+    fails(pictures + file("no/{name}.png"), "no: there is no such folder");
+    fails("run " + file("a.png") + " made/a.png InvertQKZ -o " + file("{name}.jpg"),
+          "would be written twice");
+    EXPECT_EQ(command("run" + files + plugin + "isWhiteQKZ", "rm " + file("d.png") + "; ").status, 2);
+}
+
+TEST_F(Qkz, StandsInAPipeline) {
+    const Outcome piped = command("run - 'ScrollQKZ(1, 0, true, true)' -o - " + plugin,
+                                  "cat " + in.string() + " | ", "2>/dev/null >" + out.string());
+    EXPECT_EQ(piped.status, 0);
+    EXPECT_EQ(readArgb(out).words[1], photo.words[0]);
+}
+
 TEST_F(Qkz, ListsWhatTheHostGets) {
     const auto lists = [this](const char* version, const char* text) {
-        return qkz(std::string("list") + plugin + "--host-version " + version).text.find(text) !=
+        return command(std::string("list") + plugin + "--host-version " + version).text.find(text) !=
                std::string::npos;
     };
     const char* invert =
@@ -242,13 +305,14 @@ TEST_F(Qkz, ListsWhatTheHostGets) {
 
 TEST_F(Qkz, SwitchesTheLogOn) {
     const std::string info = "info " + in.string() + " --debug --host-version ";
-    EXPECT_EQ(qkz(info + "2024" + plugin).status, 0);
+    EXPECT_EQ(command(info + "2024" + plugin).status, 0);
     fails(info + "2012", "qkz: --debug: on host version 2012 no Debugging property is registered\n");
 }
 
 TEST_F(Qkz, TellsWhatIsWrong) {
     std::ofstream(folder / "empty.png").put('x');
-    const std::string file = in.string(), half = (folder / "half.png").string();
+    const std::string file = in.string(), half = (folder / "half.png").string(),
+                      none = (folder / "no.png").string();
     std::filesystem::copy_file(in, half);
     std::filesystem::resize_file(half, file_size(in) - 30);
     const std::pair<std::string, std::string> cases[] = {
@@ -265,20 +329,28 @@ TEST_F(Qkz, TellsWhatIsWrong) {
         {"run " + file + " 'PictureSepiaQKZ(SepiaRed=1>f)'", "the property SepiaRed cannot be saved"},
         {"run " + file + " 'InvertQKZ = \"a.png\"'", "InvertQKZ cannot be assigned to"},
         {"run " + file, "CALL is required"},
-        {"run " + (folder / "no.png").string() + " InvertQKZ", "no.png: No such file or directory"},
-        {"run " + folder.string() + " InvertQKZ", "Is a directory"},
-        {"run " + (folder / "empty.png").string() + " InvertQKZ", "neither a PNG nor a JPEG file"},
+        {"run " + none + " isWhiteQKZ", "no.png: No such file or directory"},
+        {"run " + folder.string() + " isWhiteQKZ", "Is a directory"},
+        {"run " + (folder / "empty.png").string() + " isWhiteQKZ",
+         "is no PNG, JPEG, WebP, TIFF, GIF, BMP or HEIC file"},
         {"run " + file + " InvertQKZ -o " + (folder / "no/out.png").string(),
          "no/out.png: No such file or directory"},
-        {"info " + half, "half.png: "},
+        {"run " + half + " isWhiteQKZ", "half.png: is damaged: "},
         {"info --max-pixels 11 " + file, "4 x 3 pixels are more than 11; --max-pixels allows more"},
-        {"run " + file + " InvertQKZ -o ''", "No such file or directory"},
+        {"run " + file + " InvertQKZ -o ''", "-o wants the name of a file"},
         {"run " + file + " 'CountColorsQKZ(nil, nil, nil, count > \"\")'", "has an empty file name"},
-        {"run " + file + " InvertQKZ -o out.jpg", "pictures are written as PNG"},
+        {"run " + file + " InvertQKZ -o out.bmp", "out.bmp: pictures are written as .png, .jpg"},
+        {"run " + file + " InvertQKZ -o out.png --quality 50", "--quality is for JPEG and WebP"},
+        {"run " + none + " 'PicturetoBinaryStringQKZ($)' -o out.png", "gives a string, which is no picture"},
+        {"run " + none + " InvertQKZ", "InvertQKZ makes is written nowhere: say -o FILE"},
+        {"run " + file + " 'ScrollQKZ(1, 1, true, true)'", "changed the picture, which is written nowhere"},
+        {"run " + none + " isWhiteQKZ 'InvertQKZ(1, x, 2, 3)'", "top (integer) is not a whole number: x"},
+        {"run " + none + " isWhiteQKZ 'PictureSepiaQKZ(SepiaRed=red)'",
+         "(Integer) is not a whole number: red"},
         {"list --storage tape", "--storage"},
         {"list --fast", "--fast"}};
     for (const auto& [arguments, text] : cases) fails(arguments, text);
-    EXPECT_EQ(qkz("list --plugin " + file).status, 2) << "no library";
+    EXPECT_EQ(command("list --plugin " + file).status, 2) << "no library";
 }
 
 TEST_F(Qkz, PrintsARaisedException) {

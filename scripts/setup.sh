@@ -18,8 +18,8 @@ need_packages() {
     "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
 
-build_packages=(g++ cmake ninja-build pkg-config libcairo2-dev libgd-dev libjpeg62-turbo-dev libpng-dev
-    libffi-dev libcli11-dev libgtest-dev)
+build_packages=(g++ cmake ninja-build pkg-config libcairo2-dev libgd-dev libffi-dev libvips-dev libcli11-dev
+    libgtest-dev)
 display_packages=(xvfb xauth libgtk2.0-0)
 help_packages=(fonts-dejavu-core python3-jinja2 python3-markdown python3-pil python3-yaml)
 playground_packages=(emscripten)

@@ -12,9 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include "Host.h"
-#include "PictureFiles.h"
-
 namespace {
 
 using Surface = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)>;
@@ -27,26 +24,19 @@ Surface newSurface(int width, int height) {
 Context draw(const Surface& surface) { return {cairo_create(surface.get()), cairo_destroy}; }
 
 void write(const Surface& surface, const std::string& file) {
-    std::string png;
-    const auto append = [](void* to, const unsigned char* bytes, unsigned count) {
-        static_cast<std::string*>(to)->append(reinterpret_cast<const char*>(bytes), count);
-        return CAIRO_STATUS_SUCCESS;
-    };
-    const cairo_status_t status = cairo_surface_write_to_png_stream(surface.get(), append, &png);
+    const cairo_status_t status = cairo_surface_write_to_png(surface.get(), file.c_str());
     if (status != CAIRO_STATUS_SUCCESS) {
         throw std::runtime_error(file + ": " + cairo_status_to_string(status));
     }
-    qkzhost::writeFile(file, png.data(), png.size());
 }
 
-/// The pixels of a picture of the host's, which they outlive.
-Surface read(qkzhost::Host& host, const std::string& file) {
-    const qkzhost::Image image = qkzhost::readImage(file);
-    const qkzhost::Owned picture(host.newPicture(image.width, image.height, image.alpha, image.argb));
-    if (!picture) throw std::runtime_error(file + ": no picture of this size can be made");
-    auto* const context =
-        static_cast<cairo_t*>(host.objects.surface(picture).nativeHandle(pictureCairoContext));
-    return {cairo_surface_reference(cairo_get_target(context)), cairo_surface_destroy};
+Surface read(const std::string& file) {
+    Surface surface(cairo_image_surface_create_from_png(file.c_str()), cairo_surface_destroy);
+    const cairo_status_t status = cairo_surface_status(surface.get());
+    if (status != CAIRO_STATUS_SUCCESS) {
+        throw std::runtime_error(file + ": " + cairo_status_to_string(status));
+    }
+    return surface;
 }
 
 /// Colour bars, a gray ramp, a sweep of hues and a few shapes: something for every operation to show on.
@@ -91,13 +81,12 @@ void drawSheet(const std::vector<std::pair<std::string, std::string>>& tiles, in
     const Surface sheet =
         newSurface(gap + columns * (tileWidth + gap), gap + rows * (tileHeight + text + gap));
     const Context cr = draw(sheet);
-    qkzhost::Host host;
     cairo_set_source_rgb(cr.get(), 0.96, 0.96, 0.94);
     cairo_paint(cr.get());
     cairo_select_font_face(cr.get(), "sans-serif", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
     for (int i = 0; i < static_cast<int>(tiles.size()); ++i) {
         const auto& [name, picture] = tiles[static_cast<std::size_t>(i)];
-        const Surface image = read(host, picture);
+        const Surface image = read(picture);
         const double width = cairo_image_surface_get_width(image.get());
         const double height = cairo_image_surface_get_height(image.get());
         const double scale = std::min(tileWidth / width, tileHeight / height);

@@ -16,6 +16,7 @@ TILE = (240, 160)
 SMALL_TILE = (144, 96)
 QUALITY = 86
 FRAME = "#e4007c"
+GIVES_A_STRING = "PicturetoBinaryStringQKZ"
 FROM_ELSEWHERE = ("RenderSamplesQKZ", "BinaryStringtoPictureQKZ")
 
 
@@ -182,12 +183,9 @@ class Studio:
     def _steps(desk, picture, calls, figure):
         """Runs calls one by one, so that each has what it printed. Gives the file of the last picture."""
         for i, call in enumerate(calls):
-            output = desk.run.folder / f"step-{i}.png"
+            output = None if call.startswith(GIVES_A_STRING) else desk.run.folder / f"step-{i}.png"
             printed = desk.run(picture, [call], output)
-            if output.read_bytes().startswith(b"\x89PNG"):
-                picture = output
-            else:  # a string
-                printed = desk.run(picture, [call])
+            picture = output or picture
             figure.steps.append((call, [line.partition(": ")[0] if " bytes: " in line else line for line in printed]))
         return desk.run.folder / picture
 

@@ -29,7 +29,7 @@ class Engine {
     }
     /// The room holds straight red, green, blue, alpha bytes, row by row.
     void addPicture(const std::string& name, int width, int height, bool alpha) {
-        Image image{width, height, alpha, {}};
+        qkzplayground::Image image{width, height, alpha, {}};
         image.argb.reserve(room_.size() / 4);
         for (std::size_t i = 0; i + 3 < room_.size(); i += 4) {
             image.argb.push_back(std::uint32_t{room_[i + 3]} << 24 | std::uint32_t{room_[i]} << 16 |
@@ -58,8 +58,7 @@ class Engine {
     val rgba() {
         Surface& surface = host().objects.surface(answer_.picture);
         fill(surface);
-        if (surface.alpha)
-            for (std::uint32_t& word : words_) word = surface.toArgb(word);
+        surface.toArgb(words_);
         for (std::uint32_t& word : words_) {
             word = (word & 0xFF00FF00) | (word >> 16 & 0xFF) | (word & 0xFF) << 16;
         }

@@ -11,7 +11,7 @@ Files& files() {
 
 }  // namespace qkzplayground
 
-namespace qkzhost {
+namespace qkz {
 namespace {
 
 template <class Content>
@@ -23,10 +23,14 @@ const Content& named(const std::map<std::string, Content>& all, const std::strin
 
 }  // namespace
 
+using qkzhost::Host;
 using qkzplayground::files;
 using std::filesystem::path;
 
-Image readImage(const path& name, const Limits&) { return named(files().pictures, name.string()); }
+PictureFile readPicture(Host& host, const path& name, const Limits&) {
+    const auto& image = named(files().pictures, name.string());
+    return {host.newPicture(image.width, image.height, image.alpha, image.argb), nullptr};
+}
 
 std::vector<std::uint8_t> readFile(const path& name, std::uint64_t most) {
     const auto& bytes = named(files().others, name.string());
@@ -40,11 +44,15 @@ std::vector<std::uint8_t> readPacked(const path& name, const Limits& limits) {
     return readFile(name, limits.bytes());
 }
 
-void writePng(const Image& image, const path& name) { files().pictures[name.string()] = image; }
+void writePicture(Host& host, REALpictureStruct* picture, const path& name, const KeptMetadata&,
+                  const Encoding&) {
+    qkzhost::Surface& surface = host.objects.surface(picture);
+    files().pictures[name.string()] = {surface.width, surface.height, surface.alpha, surface.argb()};
+}
 
 void writeFile(const path& name, const void* bytes, std::size_t count) {
     const auto* const first = static_cast<const std::uint8_t*>(bytes);
     files().others[name.string()].assign(first, first + count);
 }
 
-}  // namespace qkzhost
+}  // namespace qkz

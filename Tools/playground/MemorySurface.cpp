@@ -23,10 +23,6 @@ class MemorySurface : public Surface {
     }
     std::uint8_t* row(int y) override { return reinterpret_cast<std::uint8_t*>(&words_[0]) + y * rowBytes(); }
     std::ptrdiff_t rowBytes() const override { return std::ptrdiff_t{width} * 4; }
-    std::uint32_t toArgb(std::uint32_t word) const override { return alpha ? straight(word) : word | opaque; }
-    std::uint32_t fromArgb(std::uint32_t argb) const override {
-        return alpha ? premultiplied(argb) : argb | opaque;
-    }
 
  private:
     std::vector<std::uint32_t> words_;

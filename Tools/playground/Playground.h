@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "Files.h"
 #include "Host.h"
-#include "PictureFiles.h"
 
 namespace qkzplayground {
 
@@ -26,7 +26,7 @@ class Playground {
 
     // A name is written like a file's in a call; one that is given again stands for the new content.
 
-    void addPicture(const std::string& name, qkzhost::Image);
+    void addPicture(const std::string& name, Image);
     void addFile(const std::string& name, std::vector<std::uint8_t> bytes);
     /// Makes the calls on a copy of the named picture.
     Answer run(const std::string& picture, const std::vector<std::string>& calls);

@@ -76,7 +76,7 @@ Cube readCube(std::istream& lines) {
 }
 
 Cube readCube(const std::filesystem::path& file) {
-    const auto bytes = qkzhost::readFile(file);
+    const auto bytes = readFile(file);
     std::istringstream lines(std::string(bytes.begin(), bytes.end()));
     try {
         return readCube(lines);
@@ -95,9 +95,8 @@ void fillTable(qkzhost::Host& host, REALobjectStruct* instance, const Cube& cube
             for (int b = 0; b < places; ++b) {
                 const auto color = cube.at(level(r), level(g), level(b));
                 for (std::size_t x = 0; x < color.size(); ++x) {  // an entry holds red, green, blue
-                    // What is whole but for rounding is made whole: the plug-in truncates.
-                    const double value = std::round(color[x] * 255e6) / 1e6;
-                    host.assign("Table", {instance, r, g, b, x}, value);
+                    // The plug-in truncates what it finds between the entries: a half more, and it rounds.
+                    host.assign("Table", {instance, r, g, b, x}, color[x] * 255 + 0.5);
                 }
             }
         }

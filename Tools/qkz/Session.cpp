@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <functional>
 #include <iostream>
+#include <memory>
 #include <span>
 #include <sstream>
 #include <string_view>
@@ -68,6 +70,12 @@ std::string head(std::span<const std::uint8_t> bytes) {
                      reason + ": " + (argument.quoted ? '"' + argument.text + '"' : argument.text));
 }
 
+std::vector<WrittenArgument> allArguments(const WrittenCall& call) {
+    std::vector<WrittenArgument> all = call.arguments;
+    if (call.assigned) all.push_back(*call.assigned);
+    return all;
+}
+
 std::string_view asText(std::span<const std::uint8_t> bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
@@ -76,7 +84,9 @@ std::string_view asText(std::span<const std::uint8_t> bytes) {
 
 void Session::open(const path& file) {
     if (file.extension() != ".ppic" || host_.registry.find("BinaryStringtoPictureQKZ").empty()) {
-        current_ = readPicture(file);
+        PictureFile read = fromFile([&] { return readPicture(host_, file, limits_); });
+        current_ = std::move(read.picture);
+        metadata_ = std::move(read.metadata);
         return;
     }
     const auto bytes = fromFile([&] { return readPacked(file, limits_); });
@@ -86,14 +96,41 @@ void Session::open(const path& file) {
     if (!current_) throw UsageError(file.string() + ": not a packed picture");
 }
 
-void Session::info() const {
+PictureHeader Session::header() const {
     const Surface& surface = host_.objects.surface(current_);
-    const auto& resolution = host_.objects.picture(current_).resolution;
-    const char* storages[] = {"Cairo", "GD", "pixmap"};
-    std::cout << surface.width << " x " << surface.height << " pixels, "
-              << (surface.alpha ? "with" : "without") << " alpha channel, "
-              << storages[static_cast<int>(surface.storage)] << ", " << resolution[0] << " x "
-              << resolution[1] << " dpi\n";
+    return {surface.width, surface.height, surface.alpha, host_.objects.picture(current_).resolution};
+}
+
+std::size_t Session::fingerprint() const {
+    Surface& surface = host_.objects.surface(current_);
+    std::size_t sum = 0;
+    std::string row(static_cast<std::size_t>(surface.width) * 4, '\0');
+    for (int y = 0; y < surface.height; ++y) {
+        surface.read(0, y, surface.width, reinterpret_cast<std::uint32_t*>(row.data()));
+        sum = sum * 31 + std::hash<std::string>()(row);
+    }
+    return sum;
+}
+
+Gives Session::check(const std::string& text) {
+    const WrittenCall call = parseCall(text);
+    const Registration* type = host_.registry.registration(call.name);
+    if (type && type->kind == Registration::classType) {
+        checkClass(*type, call);
+        return Gives::picture;
+    }
+    checking_ = true;
+    const auto checked = std::unique_ptr<bool, void (*)(bool*)>(&checking_, [](bool* on) { *on = false; });
+    Prepared prepared;
+    const Declaration& declaration = choose(call, allArguments(call), prepared).declaration;
+    if (call.assigned || sameText(declaration.resultName, "Picture")) return Gives::picture;
+    return declaration.result == Type::string ? Gives::string : Gives::value;
+}
+
+bool Session::knows(std::string_view name) const {
+    const Registration* type = host_.registry.registration(name);
+    return (type && type->kind == Registration::classType) || !host_.registry.find(name).empty() ||
+           !host_.registry.find(name, true).empty();
 }
 
 void Session::run(const std::string& text) {
@@ -107,22 +144,21 @@ void Session::run(const std::string& text) {
     }
 }
 
-void Session::save(const path& file) const {
-    if (lastString_) return fromFile([&] { writeFile(file, lastString_->data(), lastString_->size()); });
-    Surface& surface = host_.objects.surface(current_);
-    const Image image{surface.width, surface.height, surface.alpha, surface.argb()};
-    fromFile([&] { writePng(image, file); });
+void Session::save(const path& file, const Encoding& encoding) const {
+    const auto write = [&](std::string_view bytes) {
+        fromFile([&] { writeFile(file, bytes.data(), bytes.size()); });
+    };
+    if (lastString_) return write(*lastString_);
+    if (file.extension() == ".ppic") {
+        const Value packed = host_.call("PicturetoBinaryStringQKZ", {current_});
+        checkException();
+        return write(host_.objects.text(packed.string()));
+    }
+    fromFile([&] { writePicture(host_, current_, file, metadata_, encoding); });
 }
 
 std::optional<std::string> Session::stringHead() const {
     return lastString_ ? std::optional(head(*lastString_)) : std::nullopt;
-}
-
-OwnedPicture Session::readPicture(const path& file) const {
-    const Image image = fromFile([&] { return readImage(file, limits_); });
-    OwnedPicture picture = host_.newPicture(image.width, image.height, image.alpha, image.argb);
-    if (!picture) throw UsageError(file.string() + ": no picture of this size can be made");
-    return picture;
 }
 
 /// The value of an argument as the parameter wants it. Throws std::invalid_argument with a phrase such as "is
@@ -142,8 +178,14 @@ Value Session::valueOf(const WrittenArgument& argument, const Parameter& paramet
             throw;
         }
     }
-    if (isPicture) return readPicture(argument.text);
-    if (!isBlock && parameter.type != Type::string) throw std::invalid_argument("cannot be a quoted text");
+    if (!isPicture && !isBlock && parameter.type != Type::string) {
+        throw std::invalid_argument("cannot be a quoted text");
+    }
+    if (checking_ &&
+        (isPicture || !(argument.text.starts_with("hex:") || argument.text.starts_with("text:")))) {
+        return {};
+    }
+    if (isPicture) return fromFile([&] { return readPicture(host_, argument.text, limits_).picture; });
     auto bytes = bytesOf(argument.text);
     if (isBlock) return host_.objects.newMemoryBlock(std::move(bytes));
     return host_.objects.newString(asText(bytes), REALencodingUnknown);
@@ -185,21 +227,24 @@ Session::Prepared Session::prepare(const Method& method, const std::vector<Writt
 }
 
 void Session::runMethod(const WrittenCall& call) {
+    const std::vector<WrittenArgument> written = allArguments(call);
+    Prepared prepared;
+    const Method& method = choose(call, written, prepared);
+    deliver(method, host_.invoke(method, prepared.values));
+    show(prepared);
+}
+
+/// The method that takes what is written, and its values. Throws UsageError.
+const Method& Session::choose(const WrittenCall& call, const std::vector<WrittenArgument>& written,
+                              Prepared& prepared) const {
     Methods candidates = host_.registry.find(call.name, call.assigned.has_value());
     std::erase_if(candidates, [](const Method* m) {  // methods of the plug-in's classes
         return !m->selfClass.empty() && !sameText(m->selfClass, "Picture");
     });
     if (candidates.empty()) unknown(call);
-    std::vector<WrittenArgument> written = call.arguments;
-    if (call.assigned) written.push_back(*call.assigned);
-    Prepared prepared;
     const auto prepareFor = [&](const Method& method) { prepared = prepare(method, written); };
     const auto [method, obstacle] = chooseOverload(candidates, written.size(), prepareFor, true);
-    if (method) {
-        deliver(*method, host_.invoke(*method, prepared.values));
-        show(prepared);
-        return;
-    }
+    if (method) return *method;
     if (!obstacle.empty()) throw UsageError(obstacle);
     std::string forms;
     for (const Method* candidate : candidates) forms += "\n  " + candidate->text();
@@ -273,11 +318,13 @@ void Session::show(const Prepared& prepared) const {
     }
 }
 
-/// A new instance with its properties set and run; its destination becomes the current picture.
-void Session::runClass(const Registration& type, const WrittenCall& call) {
+/// A look-up table in a file, as one of a class with such a table takes it.
+bool Session::isTable(const WrittenArgument& argument) const {
+    return sameText(argument.key, "Table") && !host_.registry.find("Table", true).empty();
+}
+
+void Session::checkClass(const Registration& type, const WrittenCall& call) const {
     if (call.assigned) throw UsageError(call.name + " is a class and cannot be assigned to");
-    const OwnedObject instance = host_.newInstance(type.name);
-    host_.setProperty(instance, "SourcePicture", current_);
     for (const WrittenArgument& argument : call.arguments) {
         if (argument.key.empty()) {
             throw UsageError(call.name + ": write Property=value, not " + argument.text);
@@ -285,10 +332,20 @@ void Session::runClass(const Registration& type, const WrittenCall& call) {
         if (!argument.file.empty()) {
             throw UsageError(call.name + ": the property " + argument.key + " cannot be saved");
         }
-        if (sameText(argument.key, "Table") && !host_.registry.find("Table", true).empty()) {
+        if (!isTable(argument)) propertyValue(type, argument);
+    }
+}
+
+/// A new instance with its properties set and run; its destination becomes the current picture.
+void Session::runClass(const Registration& type, const WrittenCall& call) {
+    checkClass(type, call);
+    const OwnedObject instance = host_.newInstance(type.name);
+    host_.setProperty(instance, "SourcePicture", current_);
+    for (const WrittenArgument& argument : call.arguments) {
+        if (isTable(argument)) {
             fillTable(host_, instance, fromFile([&] { return readCube(path(argument.text)); }));
-        } else {
-            setNamed(type, instance, argument);
+        } else if (!host_.setProperty(instance, argument.key, propertyValue(type, argument))) {
+            throw UsageError(type.name + ": " + argument.key + " cannot be set");
         }
     }
     const Value done = host_.call("Run", {instance});
@@ -299,8 +356,8 @@ void Session::runClass(const Registration& type, const WrittenCall& call) {
     current_ = destination->picture();
 }
 
-void Session::setNamed(const Registration& type, REALobjectStruct* instance,
-                       const WrittenArgument& argument) const {
+/// Throws UsageError for a property that there is not and for a value that does not fit it.
+Value Session::propertyValue(const Registration& type, const WrittenArgument& argument) const {
     const RegisteredProperty* property = type.property(argument.key);
     if (!property) {
         std::vector<std::string> names;
@@ -309,16 +366,12 @@ void Session::setNamed(const Registration& type, REALobjectStruct* instance,
     }
     const Parameter parameter{
         .name = property->name, .typeName = property->type, .type = typeNamed(property->type)};
-    Value value;
     try {
-        value = valueOf(argument, parameter);
+        return valueOf(argument, parameter);
     } catch (const UsageError&) {
         throw;
     } catch (const std::invalid_argument& error) {
         reject(type.name, parameter, argument, error.what());
-    }
-    if (!host_.setProperty(instance, property->name, value)) {
-        throw UsageError(type.name + ": " + property->name + " cannot be set");
     }
 }
 

@@ -25,31 +25,42 @@ template <class F>
 auto fromFile(F function) {
     try {
         return function();
-    } catch (const qkzhost::TooManyPixels& error) {
+    } catch (const TooManyPixels& error) {
         throw UsageError(error.what() + std::string("; --max-pixels allows more"));
     } catch (const std::runtime_error& error) {
         throw UsageError(error.what());
     }
 }
 
+/// What becomes of a call: the current picture is another or has changed, or there is a string, or neither.
+enum class Gives { value, picture, string };
+
 /// Throws UsageError for what is wrong with the command line and its files, CallFailure for what a call
 /// raised or did not give.
 class Session {
  public:
-    Session(qkzhost::Host& host, const qkzhost::Limits& limits) : host_(host), limits_(limits) {}
+    Session(qkzhost::Host& host, const Limits& limits) : host_(host), limits_(limits) {}
+
+    /// Throws UsageError for what is wrong with a written call, as far as that shows without its files. A
+    /// method that changes the current picture and gives a value is told by the value.
+    Gives check(const std::string& text);
+    /// Whether a method or a class has the name.
+    bool knows(std::string_view name) const;
 
     /// Reads the current picture.
     void open(const std::filesystem::path&);
     /// Takes a picture of the host's for the current one.
     void open(qkzhost::OwnedPicture picture) { current_ = std::move(picture); }
     const qkzhost::OwnedPicture& picture() const { return current_; }
-    /// Prints size and kind of the current picture.
-    void info() const;
+    /// Of the current picture.
+    PictureHeader header() const;
+    /// A number that changes with the pixels of the current picture.
+    std::size_t fingerprint() const;
     /// Does a written call. A picture that comes of it becomes the current one, a string is kept, and
     /// anything else is printed, as are the variables passed by reference.
     void run(const std::string& text);
     /// Writes the last call's string, or the current picture.
-    void save(const std::filesystem::path&) const;
+    void save(const std::filesystem::path&, const Encoding& = {}) const;
     /// The last call's string, or nothing when its result was none.
     const std::optional<std::string>& string() const { return lastString_; }
     /// Its beginning.
@@ -67,21 +78,25 @@ class Session {
         std::deque<Variable> variables;  // passed by reference
     };
 
-    qkzhost::OwnedPicture readPicture(const std::filesystem::path&) const;
     qkzhost::Value valueOf(const WrittenArgument&, const qkzhost::Parameter&) const;
     Prepared prepare(const qkzhost::Method&, const std::vector<WrittenArgument>&) const;
+    const qkzhost::Method& choose(const WrittenCall&, const std::vector<WrittenArgument>&, Prepared&) const;
     void runMethod(const WrittenCall&);
     [[noreturn]] void unknown(const WrittenCall&) const;
     void runClass(const qkzhost::Registration&, const WrittenCall&);
-    void setNamed(const qkzhost::Registration&, REALobjectStruct* instance, const WrittenArgument&) const;
+    bool isTable(const WrittenArgument&) const;
+    void checkClass(const qkzhost::Registration&, const WrittenCall&) const;
+    qkzhost::Value propertyValue(const qkzhost::Registration&, const WrittenArgument&) const;
     void checkException() const;
     void deliver(const qkzhost::Method&, const qkzhost::Value& result);
     std::string shown(const qkzhost::Value&) const;
     void show(const Prepared&) const;
 
     qkzhost::Host& host_;
-    const qkzhost::Limits limits_;
+    const Limits limits_;
     qkzhost::OwnedPicture current_;
+    KeptMetadata metadata_;                  // of the file that it came from
+    bool checking_ = false;                  // nothing is read
     std::optional<std::string> lastString_;  // the last call's result, when it was a string
 };
 

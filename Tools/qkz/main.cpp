@@ -3,9 +3,10 @@
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
-#include <new>
 #include <sstream>
 
+#include "Attempt.h"
+#include "Batch.h"
 #include "Listing.h"
 #include "Session.h"
 
@@ -38,6 +39,22 @@ path besideExecutable() {
     return self.parent_path() / "libPictureQKZ.so";
 }
 
+/// What there is to say of a picture file. Of a packed picture only its pixels tell.
+void printInfo(Session& session, const path& file, const Limits& limits, Storage storage) {
+    PictureHeader header;
+    if (file.extension() == ".ppic") {
+        session.open(file);
+        header = session.header();
+    } else {
+        header = fromFile([&] { return readHeader(file, limits); });
+    }
+    if (storage == Storage::pixmap && header.alpha) storage = Storage::cairo;
+    const char* storages[] = {"Cairo", "GD", "pixmap"};
+    std::cout << header.width << " x " << header.height << " pixels, " << (header.alpha ? "with" : "without")
+              << " alpha channel, " << storages[static_cast<int>(storage)] << ", " << header.resolution[0]
+              << " x " << header.resolution[1] << " dpi\n";
+}
+
 int run(int argc, char** argv) {
     CLI::App app{"Runs the picture methods of the plug-in on picture files.", "qkz"};
     app.require_subcommand(1);
@@ -46,8 +63,9 @@ int run(int argc, char** argv) {
     double version = 0;
     bool debug = false;
     Limits limits;
+    Work work;
+    BatchOptions batch;
     path plugin, file, output;
-    std::vector<std::string> calls;
     app.add_option("--storage", storageName, "where pictures live; gd makes the host a console application")
         ->check(CLI::IsMember({"cairo", "gd", "pixmap"}));
     const auto* versionOption =
@@ -60,15 +78,25 @@ int run(int argc, char** argv) {
         app.add_option("--plugin", plugin, "the plug-in; else libPictureQKZ.so beside qkz");
     app.add_subcommand("list", "prints everything that the plug-in registers");
     auto* info = app.add_subcommand("info", "prints a picture's size, alpha channel, storage and resolution");
-    info->add_option("FILE", file, "a PNG, JPEG or .ppic file")->required();
-    auto* run = app.add_subcommand("run", "calls methods, one after the other");
-    run->add_option("FILE", file, "a PNG, JPEG or .ppic file")->required();
-    run->add_option("CALL", calls,
+    const char* const files = "PNG, JPEG, WebP, TIFF, GIF, BMP, HEIC or .ppic; - is standard input";
+    info->add_option("FILE", file, files)->required();
+    auto* run =
+        app.add_subcommand("run", "calls methods, one after the other, on one file or each of several");
+    run->add_option("FILE", file, files)->required();
+    run->add_option("CALL", work.calls,
                     "'InvertQKZ', 'InvertQKZ(10, 10, 200, 100)', 'MergePictureQKZ($, \"other.png\")', "
                     "'PictureSepiaQKZ(SepiaRed=40)', 'EmbeddedMaskQKZ(false) = \"mask.png\"'")
         ->required();
-    const auto* outputOption =
-        run->add_option("-o,--output", output, "where the picture (as PNG) or the last string goes");
+    const auto* outputOption = run->add_option(
+        "-o,--output", output,
+        "where the picture or the last string goes: .png, .jpg, .webp, .tif, .ppic; - is standard "
+        "output; of several files with {name}, as in out/{name}.png");
+    run->add_option("--compression", work.encoding.compression, "of PNG, 0 to 9 (6); of TIFF, 0 for none")
+        ->check(CLI::Range(0, 9));
+    run->add_option("--quality", work.encoding.quality, "of JPEG and WebP, 1 to 100 (90)")
+        ->check(CLI::Range(1, 100));
+    run->add_option("--jobs", batch.jobs, "so many files at a time (1)")->check(CLI::Range(1, 256));
+    run->add_flag("--force", batch.force, "with {name}: write over files that are there");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -83,10 +111,6 @@ int run(int argc, char** argv) {
     if (storage == Storage::pixmap && !pixmapObstacle().empty()) {
         throw UsageError("--storage pixmap: " + pixmapObstacle());
     }
-    const std::string kind = output.extension().string();
-    if (sameText(kind, ".jpg") || sameText(kind, ".jpeg")) {
-        throw UsageError(output.string() + ": pictures are written as PNG");
-    }
     Host host({.version = version,
                .app = storage == Storage::gd ? AppKind::console : AppKind::desktop,
                .storage = storage});
@@ -97,40 +121,35 @@ int run(int argc, char** argv) {
         return 0;
     }
     Session session(host, limits);
-    session.open(file);
-    if (*info) session.info();
-    for (const std::string& call : calls) {
-        session.run(call);
-        const auto string = session.stringHead();
-        if (string && (!*outputOption || &call != &calls.back())) std::cout << *string << '\n';
+    if (*info) {
+        printInfo(session, file, limits, storage);
+        return 0;
     }
-    if (*outputOption) session.save(output);
+    work.files.push_back(file);
+    if (*outputOption) work.output = output;
+    sortOutFiles(session, work);
+    check(session, work);
+    if (work.files.size() > 1 || output.string().find("{name}") != std::string::npos) {
+        if (storage == Storage::pixmap && batch.jobs > 1) {
+            throw UsageError("--storage pixmap: one job, as there is one display");
+        }
+        return doFiles(host, limits, work, batch);
+    }
+    // Standard output is for the picture: what is printed goes beside it.
+    if (output == "-") std::cout.rdbuf(std::cerr.rdbuf());
+    doFile(session, work, file, work.output);
     return 0;
-}
-
-/// What `run` throws is told on standard error and becomes the exit status.
-int runAndTell(int argc, char** argv) {
-    try {
-        return run(argc, argv);
-    } catch (const std::ios_base::failure&) {  // of standard output
-        throw;
-    } catch (const UsageError& error) {
-        std::cerr << "qkz: " << error.what() << '\n';
-        return 2;
-    } catch (const std::bad_alloc&) {
-        std::cerr << "qkz: not enough memory\n";
-    } catch (const std::exception& error) {
-        std::cerr << error.what() << '\n';
-    }
-    return 1;
 }
 
 int main(int argc, char** argv) {
     std::cout.exceptions(std::ios::badbit);
     try {
-        const int status = runAndTell(argc, argv);
+        int status = 0;
+        std::ostringstream error;
+        const int failed = attempt(error, [&] { status = run(argc, argv); });
+        if (failed) std::cerr << "qkz: " << error.str() << '\n';
         std::cout.flush();
-        return status;
+        return failed ? failed : status;
     } catch (const std::ios_base::failure&) {  // it does not tell why, but errno still does
         std::perror("qkz: standard output");
         return 1;

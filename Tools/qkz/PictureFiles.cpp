@@ -1,0 +1,394 @@
+#include "PictureFiles.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <mutex>
+#include <string_view>
+#include <vips/vips8>
+
+#include "PlainFiles.h"
+
+namespace qkz {
+
+using namespace qkzhost;
+using std::filesystem::path;
+using vips::VImage;
+
+struct Metadata {
+    VImage exif;           // fields without a picture
+    bool profile = false;  // there was one
+};
+
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr double millimetres = 25.4;  // of an inch; the library counts pixels a millimetre
+
+std::atomic<bool> damaged;  // JPEG data is found to be, which is nothing but a warning
+
+void start() {
+    static const bool failed = [] {
+        if (VIPS_INIT("qkz") != 0) return true;
+        vips_cache_set_max(0);
+        std::atexit(&vips_shutdown);
+        const auto hear = [](const char*, GLogLevelFlags, const char* text, void*) {
+            // Many a camera leaves bytes between segments.
+            const std::string_view warning = text;
+            if (warning.find("Corrupt JPEG") != warning.npos && warning.find("extraneous") == warning.npos) {
+                damaged = true;
+            }
+        };
+        g_log_set_handler("VIPS", GLogLevelFlags(G_LOG_LEVEL_WARNING | G_LOG_LEVEL_INFO), hear, nullptr);
+        return false;
+    }();
+    if (failed) throw std::runtime_error("libvips does not start");
+    vips_error_clear();
+    damaged = false;
+}
+
+/// What the library tells: the first line, without the name of the part that tells it.
+std::string reason() {
+    std::string text = vips_error_buffer();
+    vips_error_clear();
+    text.resize(std::min(text.find('\n'), text.size()));
+    const auto colon = text.find(": ");
+    return colon == text.npos || text.find(' ') < colon ? text : text.substr(colon + 2);
+}
+
+/// Does it; what the library throws is told of the file.
+template <class F>
+auto onFile(const path& file, const char* what, F function) {
+    try {
+        return function();
+    } catch (const vips::VError&) {
+        fail(file, what + reason());
+    }
+}
+
+struct Kind {
+    std::size_t at;  // of the mark
+    std::string_view mark;
+    const char* loader;
+};
+constexpr Kind kinds[] = {{0, "\x89PNG\r\n\x1a\n", "pngload_source"},
+                          {0, "\xFF\xD8\xFF", "jpegload_source"},
+                          {8, "WEBP", "webpload_source"},
+                          {0, "II*\0"sv, "tiffload_source"},
+                          {0, "MM\0*"sv, "tiffload_source"},
+                          {0, "II+\0"sv, "tiffload_source"},
+                          {0, "MM\0+"sv, "tiffload_source"},
+                          {0, "GIF8", "gifload_source"},
+                          {4, "ftyphei", "heifload_source"},
+                          {4, "ftyphev", "heifload_source"},
+                          {4, "ftypmif1", "heifload_source"},
+                          {4, "ftypavif", "heifload_source"},
+                          {0, "BM", "magickload_buffer"}};
+
+/// The file, of which no more than its header is read. Pixels come from the top to the bottom, once.
+VImage opened(const path& file, const Limits& limits) {
+    start();
+    vips_pipe_read_limit_set(static_cast<gint64>(limits.bytes()));
+    const int descriptor = openToRead(file);
+    auto source = vips::VSource::new_from_descriptor(descriptor);  // has one of its own
+    close(descriptor);
+    unsigned char* bytes = nullptr;
+    const gint64 count = vips_source_sniff_at_most(source.get_source(), &bytes, 16);
+    if (count < 0) fail(file, reason());
+    const std::string_view first(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count));
+    const auto* const kind = std::find_if(std::begin(kinds), std::end(kinds), [&](const Kind& k) {
+        return first.size() >= k.at && first.substr(k.at).starts_with(k.mark);
+    });
+    if (kind == std::end(kinds)) fail(file, "is no PNG, JPEG, WebP, TIFF, GIF, BMP or HEIC file");
+    return onFile(file, "is damaged: ", [&] {
+        VImage image;
+        auto* const options = VImage::option()
+                                  ->set("out", &image)
+                                  ->set("access", VIPS_ACCESS_SEQUENTIAL)
+                                  ->set("fail_on", VIPS_FAIL_ON_ERROR);
+        if (std::string_view(kind->loader).ends_with("_source")) {
+            VImage::call(kind->loader, options->set("source", source));
+        } else {
+            const std::unique_ptr<VipsBlob, void (*)(VipsBlob*)> all(
+                vips_source_map_blob(source.get_source()),
+                [](VipsBlob* b) { vips_area_unref(VIPS_AREA(b)); });
+            if (!all) throw vips::VError();
+            VImage::call(kind->loader, options->set("buffer", all.get()));
+        }
+        limits.check(file, static_cast<std::uint64_t>(image.width()),
+                     static_cast<std::uint64_t>(image.height()));
+        return image;
+    });
+}
+
+PictureHeader headerOf(const VImage& image) {
+    PictureHeader header{image.width(), image.height(), vips_image_hasalpha(image.get_image()) != 0};
+    if (vips_image_get_orientation_swap(image.get_image())) std::swap(header.width, header.height);
+    const double resolution[] = {image.xres(), image.yres()};
+    for (std::size_t axis = 0; axis < 2; ++axis) {
+        const double dots = std::round(resolution[axis] * millimetres);
+        // One a millimetre is what a file without resolution gets.
+        if (resolution[axis] != 1 && dots >= 1 && dots <= 100'000) {
+            header.resolution[axis] = static_cast<std::int64_t>(dots);
+        }
+    }
+    return header;
+}
+
+/// What is no longer true: the picture is turned and has other colours, and its thumbnail shows the old one.
+bool staysTrue(std::string_view field) {
+    return field.starts_with("exif-") && !field.starts_with("exif-ifd1-") &&
+           !field.starts_with("exif-ifd4-") && field != "exif-ifd0-Orientation" &&
+           field != "exif-ifd2-ColorSpace";
+}
+
+KeptMetadata metadataOf(const VImage& image) {
+    auto metadata = std::make_shared<Metadata>();
+    metadata->profile = image.get_typeof(VIPS_META_ICC_NAME) != 0;
+    VipsImage* const fields = vips_image_new();
+    metadata->exif = VImage(fields);
+    const auto keep = [](VipsImage*, const char* name, GValue* value, void* to) -> void* {
+        if (staysTrue(name)) vips_image_set(static_cast<VipsImage*>(to), name, value);
+        return nullptr;
+    };
+    vips_image_map(image.get_image(), keep, fields);
+    return metadata;
+}
+
+VImage inSrgb(const VImage& image) {
+    return image.icc_transform("srgb", VImage::option()
+                                           ->set("embedded", true)
+                                           ->set("intent", VIPS_INTENT_RELATIVE)
+                                           ->set("black_point_compensation", true));
+}
+
+/// Whether the picture's profile leaves colours of 8 bits as they are, but for one level: most profiles do.
+bool hasSrgbProfile(const VImage& image) {
+    constexpr int side = 9;
+    std::vector<std::uint8_t> colors;
+    for (int i = 0; i < side * side * side; ++i) {
+        for (int place = i, channel = 0; channel < 3; ++channel, place /= side) {
+            colors.push_back(static_cast<std::uint8_t>(place % side * 255 / (side - 1)));
+        }
+    }
+    VImage all =
+        VImage::new_from_memory(colors.data(), colors.size(), side * side, side, 3, VIPS_FORMAT_UCHAR)
+            .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
+    std::size_t size = 0;
+    const void* const profile = image.get_blob(VIPS_META_ICC_NAME, &size);
+    all.set(VIPS_META_ICC_NAME, nullptr, const_cast<void*>(profile), size);
+    return (inSrgb(all) - all).abs().max() <= 1;
+}
+
+/// Red, green and blue or gray, maybe with alpha, of 8 or 16 bits, in sRGB.
+VImage ready(VImage image) {
+    if (image.get_typeof(VIPS_META_ICC_NAME) != 0) {
+        try {
+            const bool plain = image.format() == VIPS_FORMAT_UCHAR &&
+                               (image.bands() == 3 || image.bands() == 4) &&
+                               image.interpretation() != VIPS_INTERPRETATION_CMYK;
+            if (!plain || !hasSrgbProfile(image)) image = inSrgb(image);
+        } catch (const vips::VError&) {  // a profile of something else: the picture is as if it had none
+            vips_error_clear();
+        }
+    }
+    switch (image.interpretation()) {
+        case VIPS_INTERPRETATION_sRGB:
+        case VIPS_INTERPRETATION_RGB:
+        case VIPS_INTERPRETATION_B_W:
+        case VIPS_INTERPRETATION_RGB16:
+        case VIPS_INTERPRETATION_GREY16:
+        case VIPS_INTERPRETATION_MULTIBAND:
+            if (image.format() == VIPS_FORMAT_UCHAR || image.format() == VIPS_FORMAT_USHORT) return image;
+            break;
+        default:
+            break;
+    }
+    return image.colourspace(VIPS_INTERPRETATION_sRGB).cast(VIPS_FORMAT_UCHAR);
+}
+
+std::uint32_t byteOf(std::uint8_t sample) { return sample; }
+std::uint32_t byteOf(std::uint16_t sample) { return (sample * 255u + 32895u) >> 16; }  // rounded
+
+template <class Sample, int Bands>
+void argbRow(const void* pixels, int bands, std::span<std::uint32_t> words) {
+    constexpr std::size_t green = Bands < 3 ? 0 : 1, blue = Bands < 3 ? 0 : 2;
+    const auto* from = static_cast<const Sample*>(pixels);
+    for (std::uint32_t& word : words) {
+        const std::uint32_t alpha = Bands % 2 == 0 ? byteOf(from[Bands - 1]) : 255;
+        word = alpha << 24 | byteOf(from[0]) << 16 | byteOf(from[green]) << 8 | byteOf(from[blue]);
+        from += bands;
+    }
+}
+
+auto rowConversion(const VImage& image) {
+    constexpr decltype(&argbRow<std::uint8_t, 1>) conversions[][4] = {
+        {argbRow<std::uint8_t, 1>, argbRow<std::uint8_t, 2>, argbRow<std::uint8_t, 3>,
+         argbRow<std::uint8_t, 4>},
+        {argbRow<std::uint16_t, 1>, argbRow<std::uint16_t, 2>, argbRow<std::uint16_t, 3>,
+         argbRow<std::uint16_t, 4>}};
+    return conversions[image.format() == VIPS_FORMAT_USHORT][std::min(image.bands(), 4) - 1];
+}
+
+/// The host's picture that rows go to. It is made when the first ones come, which those of a file that
+/// announces more than it has may never do.
+struct Arriving {
+    Host& host;
+    const PictureHeader header;
+    const VImage image;
+    decltype(rowConversion(image)) convert = rowConversion(image);
+    std::vector<std::uint32_t> words = std::vector<std::uint32_t>(static_cast<std::size_t>(header.width));
+    OwnedPicture picture{};
+    bool refused = false;
+
+    int take(VipsRegion* region, const VipsRect& area) {
+        if (!picture) picture = host.newPicture(header.width, header.height, header.alpha);
+        refused = !picture;
+        if (refused) return -1;
+        Surface& surface = host.objects.surface(picture);
+        for (int y = area.top; y < area.top + area.height; ++y) {
+            convert(VIPS_REGION_ADDR(region, 0, y), image.bands(), words);
+            surface.fromArgb(words);
+            surface.write(0, y, surface.width, words.data());
+        }
+        return 0;
+    }
+};
+
+struct Saver {
+    std::string_view ending;
+    const char* name;
+    bool compression, quality;
+};
+constexpr Saver savers[] = {
+    {".png", "pngsave_target", true, false},   {".jpg", "jpegsave_target", false, true},
+    {".jpeg", "jpegsave_target", false, true}, {".webp", "webpsave_target", false, true},
+    {".tif", "tiffsave_target", true, false},  {".tiff", "tiffsave_target", true, false}};
+
+const Saver& saverFor(const path& file) {
+    if (file == "-") return savers[0];
+    for (const Saver& saver : savers)
+        if (sameText(file.extension().string(), saver.ending)) return saver;
+    fail(file, "pictures are written as .png, .jpg, .webp, .tif or .ppic");
+}
+
+/// A surface's rows as bytes of red, green, blue and, where it has one, alpha.
+struct Leaving {
+    Surface& surface;
+    std::mutex one{};
+
+    int give(VipsRegion* region) {
+        const VipsRect& area = region->valid;
+        thread_local std::vector<std::uint32_t> words;
+        words.resize(static_cast<std::size_t>(area.width));
+        for (int y = area.top; y < area.top + area.height; ++y) {
+            {
+                const std::lock_guard lock(one);  // for those on a display
+                surface.read(area.left, y, area.width, words.data());
+            }
+            auto* to = VIPS_REGION_ADDR(region, area.left, y);
+            if (!surface.alpha) {
+                for (const std::uint32_t word : words) to = put(to, word);
+                continue;
+            }
+            surface.toArgb(words);
+            for (const std::uint32_t word : words) {
+                to = put(to, word);
+                *to++ = static_cast<std::uint8_t>(word >> 24);
+            }
+        }
+        return 0;
+    }
+    static std::uint8_t* put(std::uint8_t* to, std::uint32_t word) {
+        to[0] = static_cast<std::uint8_t>(word >> 16);
+        to[1] = static_cast<std::uint8_t>(word >> 8);
+        to[2] = static_cast<std::uint8_t>(word);
+        return to + 3;
+    }
+};
+
+}  // namespace
+
+PictureHeader readHeader(const path& file, const Limits& limits) { return headerOf(opened(file, limits)); }
+
+PictureFile readPicture(Host& host, const path& file, const Limits& limits) {
+    PictureFile result;
+    onFile(file, "is damaged: ", [&] {
+        VImage image = opened(file, limits);
+        const PictureHeader header = headerOf(image);
+        result.metadata = metadataOf(image);
+        image = ready(image);
+        if (vips_image_get_orientation(image.get_image()) > 1) image = image.copy_memory().autorot();
+        Arriving arriving{host, header, image};
+        const auto take = [](VipsRegion* region, VipsRect* area, void* to) {
+            return static_cast<Arriving*>(to)->take(region, *area);
+        };
+        if (vips_sink_disc(image.get_image(), take, &arriving) != 0) {
+            if (arriving.refused) fail(file, "no picture of this size can be made");
+            throw vips::VError();
+        }
+        result.picture = std::move(arriving.picture);
+        host.objects.picture(result.picture).resolution = header.resolution;
+    });
+    // Told when the last of the image was gone.
+    if (damaged) fail(file, "is damaged: its data is corrupt");
+    return result;
+}
+
+void checkPictureName(const path& file, const Encoding& encoding) {
+    const Saver& saver = saverFor(file);
+    if (encoding.compression && !saver.compression) fail(file, "--compression is for PNG and TIFF");
+    if (encoding.quality && !saver.quality) fail(file, "--quality is for JPEG and WebP");
+}
+
+void writePicture(Host& host, REALpictureStruct* picture, const path& file, const KeptMetadata& metadata,
+                  const Encoding& encoding) {
+    start();
+    const Saver& saver = saverFor(file);
+    Leaving leaving{host.objects.surface(picture)};
+    const auto& resolution = host.objects.picture(picture).resolution;
+    VipsImage* const made = vips_image_new();
+    const VImage image(made);
+    vips_image_init_fields(made, leaving.surface.width, leaving.surface.height, leaving.surface.alpha ? 4 : 3,
+                           VIPS_FORMAT_UCHAR, VIPS_CODING_NONE, VIPS_INTERPRETATION_sRGB,
+                           static_cast<double>(resolution[0]) / millimetres,
+                           static_cast<double>(resolution[1]) / millimetres);
+    vips_image_pipelinev(made, VIPS_DEMAND_STYLE_THINSTRIP, nullptr);
+    if (metadata) {
+        const auto copy = [](VipsImage*, const char* name, GValue* value, void* to) -> void* {
+            if (staysTrue(name)) vips_image_set(static_cast<VipsImage*>(to), name, value);
+            return nullptr;
+        };
+        vips_image_map(metadata->exif.get_image(), copy, made);
+        vips_image_set_int(made, VIPS_META_ORIENTATION, 1);
+        vips_image_set_string(made, "exif-ifd2-ColorSpace", "1 (sRGB, Short, 1 components, 2 bytes)");
+    }
+    const auto give = [](VipsRegion* region, void*, void* from, void*, gboolean*) {
+        return static_cast<Leaving*>(from)->give(region);
+    };
+    VipsBlob* bytes = nullptr;
+    onFile(file, "cannot be written: ", [&] {
+        if (vips_image_generate(made, nullptr, give, nullptr, &leaving, nullptr) != 0) throw vips::VError();
+        const auto target = vips::VTarget::new_to_memory();
+        auto* const options = VImage::option()->set("in", image)->set("target", target);
+        const std::string_view name = saver.name;
+        if (name.starts_with("png")) options->set("compression", encoding.compression.value_or(6));
+        if (saver.quality) options->set("Q", encoding.quality.value_or(90));
+        if (name.starts_with("jpeg")) options->set("background", std::vector<double>{255, 255, 255});
+        if (name.starts_with("tiff") && encoding.compression != 0) {
+            options->set("compression", VIPS_FOREIGN_TIFF_COMPRESSION_DEFLATE);
+        }
+        if (metadata && metadata->profile) options->set("profile", "srgb");
+        VImage::call(saver.name, options);
+        g_object_get(target.get_target(), "blob", &bytes, nullptr);
+    });
+    const std::unique_ptr<VipsArea, decltype(&vips_area_unref)> freed(VIPS_AREA(bytes), &vips_area_unref);
+    std::size_t size = 0;
+    const void* const data = vips_blob_get(bytes, &size);
+    writeFile(file, data, size);
+}
+
+}  // namespace qkz

@@ -1,0 +1,73 @@
+#include "Work.h"
+
+#include <algorithm>
+#include <iostream>
+
+namespace qkz {
+namespace {
+
+using std::filesystem::path;
+
+bool isFile(const Session& session, const std::string& word) {
+    const std::string name = word.substr(0, word.find_first_of("(= \t\n"));
+    if (session.knows(name)) return false;
+    const std::string ending = path(word).extension().string();
+    std::error_code ignored;
+    return word == "-" || exists(path(word), ignored) ||
+           (ending.size() > 2 &&
+            std::all_of(ending.begin() + 1, ending.end(), [](unsigned char c) { return std::isalnum(c); }));
+}
+
+bool isPictureName(const path& file) {
+    try {
+        checkPictureName(file, {});
+        return true;
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+}
+
+}  // namespace
+
+void sortOutFiles(const Session& session, Work& work) {
+    const auto end = std::find_if_not(work.calls.begin(), work.calls.end(),
+                                      [&](const std::string& word) { return isFile(session, word); });
+    work.files.insert(work.files.end(), work.calls.begin(), end);
+    work.calls.erase(work.calls.begin(), end);
+    if (work.calls.empty()) throw UsageError("CALL is required: what is to be done to the picture");
+}
+
+void check(Session& session, const Work& work) {
+    Gives last = Gives::value;
+    for (const std::string& call : work.calls) last = session.check(call);
+    if (!work.output) {
+        if (last != Gives::picture) return;
+        throw UsageError("the picture that " + work.calls.back() +
+                         " makes is written nowhere: say -o FILE, such as -o out.png");
+    }
+    if (work.output->empty()) throw UsageError("-o wants the name of a file");
+    if (last == Gives::string) {
+        if (*work.output == "-" || !isPictureName(*work.output)) return;
+        throw UsageError(work.output->string() + ": " + work.calls.back() +
+                         " gives a string, which is no picture; name it .ppic or .txt, say");
+    }
+    if (work.output->extension() != ".ppic") fromFile([&] { checkPictureName(*work.output, work.encoding); });
+}
+
+void doFile(Session& session, const Work& work, const path& file, const std::optional<path>& output) {
+    session.open(file);
+    std::size_t before = 0;
+    for (const std::string& call : work.calls) {
+        const bool last = &call == &work.calls.back();
+        if (last && !output) before = session.fingerprint();
+        session.run(call);
+        const auto string = session.stringHead();
+        if (string && !(last && output)) std::cout << *string << '\n';
+    }
+    if (output) return session.save(*output, work.encoding);
+    if (session.fingerprint() != before) {
+        throw UsageError(work.calls.back() + " changed the picture, which is written nowhere: say -o FILE");
+    }
+}
+
+}  // namespace qkz

@@ -1,0 +1,31 @@
+// What a command line asks to be done to each of its files.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Session.h"
+
+namespace qkz {
+
+struct Work {
+    std::vector<std::filesystem::path> files;
+    std::vector<std::string> calls;
+    std::optional<std::filesystem::path> output;  // for many files with {name} for each one's
+    Encoding encoding;
+};
+
+/// Moves the files that lead the calls to the files: what is there or has the ending of a picture, and is no
+/// call of something registered.
+void sortOutFiles(const Session&, Work&);
+
+/// Throws UsageError for what is wrong with the calls or the output. Opens nothing.
+void check(Session&, const Work&);
+
+/// Reads one file, makes the calls, and writes what comes of them. Throws as Session does.
+void doFile(Session&, const Work&, const std::filesystem::path& file,
+            const std::optional<std::filesystem::path>& output);
+
+}  // namespace qkz
