@@ -296,7 +296,8 @@ CallFailure explained(const NilResult& error) {
 
 UsageError explained(const UnknownName& error) {
     const std::string list = "; \"qkz list " + error.name + "\" shows what has to do with it";
-    return UsageError(error.what() + (linesWith(error.name).empty() ? "; qkz list shows what there is" : list));
+    return UsageError(error.what() +
+                      (linesWith(error.name).empty() ? "; qkz list shows what there is" : list));
 }
 
 }  // namespace qkz

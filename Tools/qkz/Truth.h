@@ -5,10 +5,9 @@
 
 namespace qkz {
 
-/// Makes the calls on a picture file. Returns 0 when the last one says true and 1 when it says false; throws
-/// UsageError for everything else, so that nothing that failed is taken for an answer. Prints what the calls
-/// print only when asked.
-int truth(qkzhost::Host&, const qkzhost::Limits&, const std::filesystem::path& file,
-          const std::vector<std::string>& calls, bool print);
+/// Makes the calls on a picture file and gives what the last one says. Throws as Session does, and UsageError
+/// when that is neither true nor false. Prints what the calls print only when asked.
+bool truth(qkzhost::Host&, const qkzhost::Limits&, const std::filesystem::path& file,
+           const std::vector<std::string>& calls, bool print);
 
 }  // namespace qkz

@@ -64,7 +64,8 @@ const char* const examples = R"(Examples:
 
 A method's name may be written without its QKZ. Calls stand in single quotes, for the shell's sake.)";
 
-int run(int argc, char** argv) {
+/// `failure` becomes the exit status that a failed call has for the command that is run.
+int run(int argc, char** argv, int& failure) {
     CLI::App app{"Runs the picture methods of the plug-in on picture files.", "qkz"};
     app.require_subcommand(1);
     app.fallthrough();
@@ -120,6 +121,7 @@ int run(int argc, char** argv) {
         if (error.get_exit_code() == 0) return app.exit(error);
         throw UsageError(misuse(app, error));
     }
+    if (*test) failure = 2;  // 1 is an answer
     if (*helping && !*helped) {
         std::cout << app.get_formatter()->make_help(&app, "qkz", CLI::AppFormatMode::Normal);
         return 0;
@@ -172,7 +174,7 @@ int run(int argc, char** argv) {
         makeGallery(host, limits, folder, file);
         return 0;
     }
-    if (*test) return truth(host, limits, file, calls, verbose);
+    if (*test) return truth(host, limits, file, calls, verbose) ? 0 : 1;
     Session session(host, limits);
     session.open(file);
     if (*info) session.info();
@@ -186,9 +188,9 @@ int run(int argc, char** argv) {
 }
 
 /// What `run` throws is told on standard error and becomes the exit status.
-int runAndTell(int argc, char** argv) {
+int runAndTell(int argc, char** argv, int& failure) {
     try {
-        return run(argc, argv);
+        return run(argc, argv, failure);
     } catch (const std::ios_base::failure&) {  // of standard output
         throw;
     } catch (const UsageError& error) {
@@ -199,18 +201,19 @@ int runAndTell(int argc, char** argv) {
     } catch (const std::exception& error) {
         std::cerr << "qkz: " << error.what() << '\n';
     }
-    return 1;
+    return failure;
 }
 
 int main(int argc, char** argv) {
+    int failure = 1;
     std::cout.exceptions(std::ios::badbit);
     try {
-        const int status = runAndTell(argc, argv);
+        const int status = runAndTell(argc, argv, failure);
         std::cout.flush();
         return status;
     } catch (const std::ios_base::failure&) {  // it does not tell why, but errno still does
         std::perror("qkz: standard output");
-        return 1;
+        return failure;
     }
 }
 
