@@ -38,7 +38,7 @@ class Registered:
 def plain(text):
     """Markdown as bare text; paragraphs keep an empty line between them."""
     text = re.sub(r"\[([^]]*)\]\([^)]*\)", r"\1", str(text or ""))
-    text = re.sub(r"\*\*|`", "", text)
+    text = re.sub(r"` *(.*?) *`", r"\1", text, flags=re.S).replace("**", "")
     return "\n\n".join(" ".join(p.split()) for p in re.split(r"\n\s*\n", text.strip()))
 
 
