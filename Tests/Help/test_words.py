@@ -1,18 +1,23 @@
 """What is wrong with words is found, and told with the file it is in."""
 
 import copy
+import json
 import os
+import re
+import subprocess
 import sys
 import tempfile
 import unittest
 from pathlib import Path
 
 import yaml
+from PIL import Image
 
 ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "Tools/help"))
 
 import links  # noqa: E402
+import playground  # noqa: E402
 import registrations  # noqa: E402
 import words  # noqa: E402
 from examples import Example  # noqa: E402
@@ -105,6 +110,21 @@ class Words(unittest.TestCase):
                     inner[place[-1]] = value
                 self.assertIn(told, problems_of(files))
 
+    def test_a_number_without_a_slide_is_told(self):
+        for slide, told in [([0, 5], None), ([0, "depth"], "Amount"), (None, "Amount"), ("width", None)]:
+            files = copy.deepcopy(GOOD)
+            members = files["colours.yaml"]["entries"]
+            members["PaleQKZ"]["parameters"]["Amount"] = MEANS | {"slide": slide}
+            members["ToneQKZ"]["properties"]["Red"] = MEANS | {"slide": [0, 1]}
+            found = Problems()
+            with tempfile.TemporaryDirectory() as folder:
+                for name, text in files.items():
+                    Path(folder, name).write_text(yaml.safe_dump(text), encoding="utf-8")
+                read = words.Reader(Path(folder), CATALOGUE, set(), found).read()
+            playground.Forms(read, CATALOGUE, {}, {}, {"coffee": Image.new("RGB", (4, 4))}, found).data()
+            fault = f"colours.yaml: PaleQKZ: the number {told} has no slide: [from, to]"
+            self.assertEqual(list(found), [fault] if told else [])
+
     def test_what_is_no_yaml_is_told(self):
         told = problems_of(GOOD | {"colours.yaml": "title: a: b"})
         self.assertTrue(told[0].startswith("colours.yaml: mapping values are not allowed"), told)
@@ -174,6 +194,28 @@ class Results(unittest.TestCase):
             End If""")
         self.assertEqual((list(self.problems), outcome.ran), ([], 4))
         self.assertEqual([reason for _, reason in outcome.not_run], ["Canvas1 is not known here"])
+
+    def test_what_the_playground_composes_runs_as_its_calls_do(self):
+        """Every method's program, read and run as examples are, makes the calls that the page makes."""
+        here = Path(__file__).parent
+        done = subprocess.run(["node", here / "composing.mjs"], capture_output=True, text=True, check=True)
+
+        def bare(call):
+            """Without names of files and of blocks, which differ."""
+            return re.sub(r'"[^"]*"|\$', "?", re.sub('>"[^"]*"', "", call.lower()))
+
+        composed = json.loads(done.stdout)
+        self.assertGreater(len(composed), 50)
+        for i, (key, source, calls, program, files) in enumerate(composed):
+            with self.subTest(key, calls=calls):
+                desk = self.studio.desk("a.yaml", key, f"composed-{i}", {})
+                desk.values.update({name: desk.run.folder / file for name, file in files.items()})
+                outcome = Example(self.catalogue, desk, source[:-4], self.problems, "a.yaml", key).run(program)
+                self.assertEqual(list(self.problems), [])
+                if "iOSPictureQKZ" in program:
+                    continue
+                self.assertEqual(outcome.not_run, [])
+                self.assertEqual([bare(c) for c in outcome.calls], [bare(c) for c in calls])
 
 
 class Links(unittest.TestCase):

@@ -8,6 +8,7 @@ from collections import Counter
 from pathlib import Path
 
 import links
+import playground
 import registrations
 import words as wording
 from examples import Example
@@ -65,11 +66,16 @@ def build(options, work):
     output.mkdir()
     studio = Studio(str(options.qkz.resolve()), ROOT / "Docs/help/photos", work, output, problems)
     figures, strips, tiles, outcomes = illustrate(words, catalogue, studio, problems)
+    forms = None
+    if options.playground and not problems:
+        forms = playground.Forms(words, catalogue, figures, outcomes, studio.large.pictures, problems)
+        playground.write(output, options.playground, forms, studio.large.pictures, ROOT / "Docs/help/photos")
     if not problems:
         renderer = Renderer(HERE / "templates", output)
         common = {
             "words": words, "catalogue": catalogue, "figures": figures, "strips": strips, "tiles": tiles,
             "addresses": {entry.key: f"{page}#{entry.key}" for page, entry in words.entries()},
+            "tried": forms.keys() if forms else [],
         }
         renderer.page("index.html", "index.html", **common)
         renderer.page("tasks.html", "tasks.html", **common)
@@ -101,6 +107,7 @@ def main():
     parser = argparse.ArgumentParser(description="Makes the help pages.")
     parser.add_argument("--qkz", type=Path, required=True, help="the command line tool, the plug-in beside it")
     parser.add_argument("--words", type=Path, default=ROOT / "Docs/help", help="the folder of the words")
+    parser.add_argument("--playground", type=Path, help="playground.js, the library for browsers; else none")
     parser.add_argument("--output", type=Path, required=True, help="the folder for the pages, replaced as a whole")
     with tempfile.TemporaryDirectory() as work:
         return build(parser.parse_args(), Path(work))

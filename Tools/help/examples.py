@@ -94,8 +94,12 @@ class Colour:
 
 @dataclass
 class Outcome:
-    ran: int = 0
+    calls: list = field(default_factory=list)  # what ran, as qkz was given it
     not_run: list = field(default_factory=list)  # (line, reason)
+
+    @property
+    def ran(self):
+        return len(self.calls)
 
 
 def tokens(line):
@@ -432,8 +436,9 @@ class Example:
         if instance.table:
             texts.append(f'Table="{self._cube(instance.table).name}"')
         output = self._new_file("png")
-        self._desk.run(source, [f"{instance.class_name}({', '.join(texts)})"], output)
-        self._outcome.ran += 1
+        text = f"{instance.class_name}({', '.join(texts)})"
+        self._desk.run(source, [text], output)
+        self._outcome.calls.append(text)
         instance.destination = output
         return True
 
@@ -477,7 +482,7 @@ class Example:
         result = declaration.result.lower()
         output = self._new_file({"picture": "png", "string": "ppic"}.get(result, "png"))
         printed = self._desk.run(receiver or "coffee.png", [text], output)
-        self._outcome.ran += 1
+        self._outcome.calls.append(text)
         told = dict(line.split(" = ", 1) for line in printed if " = " in line)
         for variable, block in variables.items():
             self._values[variable] = block or _literal(told[variable])

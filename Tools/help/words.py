@@ -8,8 +8,8 @@ import yaml
 COMMON = {"does", "failure", "quirks", "example", "given", "picture", "strip"}
 METHOD = COMMON | {"parameters", "result"}
 CLASS = COMMON | {"properties", "methods"}
-PROPERTY = {"means", "unit", "range", "default", "failure", "quirks", "does"}
-PARAMETER = {"means", "unit", "range"}
+PROPERTY = {"means", "unit", "range", "slide", "default", "failure", "quirks", "does"}
+PARAMETER = {"means", "unit", "range", "slide"}
 PICTURE = {"of", "calls", "alt", "others", "frame"}
 STRIP = {"of", "parameter", "call", "values"}
 TASK = {"id", "title", "does", "example", "given", "picture", "methods"}
@@ -48,6 +48,7 @@ class Property:
     means: str
     unit: str = ""
     range: str = ""
+    slide: object = None
     default: str = ""
     failure: str = ""
     quirks: dict = field(default_factory=dict)
@@ -192,7 +193,8 @@ class Reader:
             self._problems.add(file, key, "does not say what it means")
         self._quirks(file, key, words.get("quirks") or {})
         texts = {n: _text(words.get(n)) for n in ("unit", "range", "default", "failure")}
-        return Property(key, means, quirks=words.get("quirks") or {}, declarations=declarations, **texts)
+        slide = words.get("slide")
+        return Property(key, means, quirks=words.get("quirks") or {}, declarations=declarations, slide=slide, **texts)
 
     def _parameters(self, file, entry):
         declared = {p.name.lower(): p.name for d in entry.declarations for p in d.parameters}
@@ -203,7 +205,8 @@ class Reader:
             self._problems.add(file, entry.key, f"the parameter {declared[name]} has no words")
         for name, words in entry.parameters.items():
             self._keys(file, f"{entry.key}, {name}", words or {}, PARAMETER)
-            entry.parameters[name] = {w: _text((words or {}).get(w)) for w in PARAMETER}
+            slide = (words or {}).get("slide")
+            entry.parameters[name] = {w: _text((words or {}).get(w)) for w in PARAMETER} | {"slide": slide}
             if not entry.parameters[name]["means"]:
                 self._problems.add(file, entry.key, f"the parameter {name} does not say what it means")
         gives = any(d.result and d.kind == "method" for d in entry.declarations)

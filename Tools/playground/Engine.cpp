@@ -1,6 +1,8 @@
 // The playground as JavaScript sees it.
 #include <emscripten/bind.h>
 
+#include <utility>
+
 #include "Playground.h"
 
 extern "C" void REALPluginMain(void* (*resolver)(const char*));
@@ -33,9 +35,10 @@ class Engine {
             image.argb.push_back(std::uint32_t{room_[i + 3]} << 24 | std::uint32_t{room_[i]} << 16 |
                                  std::uint32_t{room_[i + 1]} << 8 | room_[i + 2]);
         }
+        room_ = {};
         playground_.addPicture(name, std::move(image));
     }
-    void addFile(const std::string& name) { playground_.addFile(name, std::move(room_)); }
+    void addFile(const std::string& name) { playground_.addFile(name, std::exchange(room_, {})); }
 
     /// The answer's texts; what it holds of pixels and bytes stays until the next run.
     val run(const std::string& picture, const val& calls) {

@@ -45,7 +45,7 @@ void Playground::addFile(const std::string& name, std::vector<std::uint8_t> byte
 OwnedPicture Playground::copyOf(const std::string& name) {
     OwnedPicture& original = originals_[name];
     if (!original) {
-        const Image& image = files().pictures.at(name);
+        const Image image = readImage(name);
         original = host_.newPicture(image.width, image.height, image.alpha, image.argb);
     }
     Surface& from = host_.objects.surface(original);
@@ -70,8 +70,6 @@ Answer Playground::run(const std::string& picture, const std::vector<std::string
         }
     } catch (const std::bad_alloc&) {
         answer.error = "not enough memory";
-    } catch (const std::out_of_range&) {
-        answer.error = picture + ": there is no such picture";
     } catch (const std::exception& error) {
         answer.error = error.what();
     }

@@ -19,14 +19,14 @@ function copyBySelection(text) {
   field.remove();
 }
 
-for (const box of document.querySelectorAll(".code, main pre:not(.code pre)")) {
+function addCopyButton(box) {
   const code = box.querySelector("code") || box;
   const button = document.createElement("button");
   button.type = "button";
   button.className = "copy";
   button.textContent = "Copy";
   const what = code.textContent.trim().split("\n")[0].slice(0, 60);
-  button.setAttribute("aria-label", "Copy: " + what);
+  button.setAttribute("aria-label", what ? "Copy: " + what : "Copy");
   button.addEventListener("click", async () => {
     const focused = document.activeElement;
     await copyText(code.textContent);
@@ -48,6 +48,7 @@ for (const box of document.querySelectorAll(".code, main pre:not(.code pre)")) {
     box.append(button);
   }
 }
+for (const box of document.querySelectorAll(".code, main pre:not(.code pre)")) addCopyButton(box);
 
 (function search() {
   const area = document.getElementById("search");
