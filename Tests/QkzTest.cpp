@@ -368,6 +368,8 @@ TEST_F(Qkz, TellsWhatIsWrong) {
         {"run " + file + " 'ScrollVertical(1, maybe, no)'", "wrap (boolean) is neither yes nor no: maybe"},
         {"run " + file + " 'CountColor(#12345)'", "is not a colour such as #FF8000 or &cFF8000: #12345"},
         {"run " + file + " " + half + " InvertQKZ", "half.png\" is a file where a call is wanted"},
+        {"run " + file + " 'invert (1).png'", "\"invert (1).png\" is a file"},
+        {"run " + file + " 'EmbeddedMask(no) = a.png'", "is neither $ nor nil nor a quoted file name: a.png"},
         {"rum " + file, "there is no command rum; the nearest: run"},
         {"", "a command is missing, such as run or list; qkz --help says how"},
         {"--strage gd list", "there is no option --strage; the nearest: --storage"},
@@ -405,11 +407,11 @@ TEST_F(Qkz, TellsWhatIsWrong) {
 TEST_F(Qkz, SaysWhyThereIsNoResult) {
     writePng({1, 1, false, {0}}, out);
     fails("run " + in.string() + " 'MergePicture($, \"" + out.string() + "\")'",
-          "qkz: MergePictureQKZ returned nil. Given were source1 (4 x 3 pixels) and source2 (1 x 1 pixels).\n"
+          "qkz: MergePictureQKZ returned nil. Given: source1 (4 x 3 pixels) and source2 (1 x 1 pixels).\n"
           "Its help says: Nil when one is Nil or cannot be read, or when the sizes differ. No exception.\n",
           1);
     fails("run " + in.string() + " 'RenderSamples(\"text:abc\", 100, 1, 9, 9, 1)'",
-          "Given were Samples (3 bytes).", 1);
+          "Given: Samples (3 bytes).", 1);
 }
 
 TEST_F(Qkz, PrintsARaisedException) {

@@ -42,6 +42,12 @@ again; <code>qkz help</code> and a method's name tell more.</p>
 <main>
 )";
 
+struct Drawing {
+    int width = 0, height = 0;
+    bool alpha = false;
+    std::vector<std::uint32_t> argb;  // straight (not premultiplied), row by row
+};
+
 std::string escaped(std::string_view text) {
     std::string result;
     for (const char c : text) {
@@ -54,28 +60,28 @@ std::string escaped(std::string_view text) {
     return result;
 }
 
-Image imageOf(Host& host, const OwnedPicture& picture) {
+Drawing drawingOf(Host& host, const OwnedPicture& picture) {
     Surface& surface = host.objects.surface(picture);
     return {surface.width, surface.height, surface.alpha, surface.argb()};
 }
 
 /// A new picture of a size, each pixel of which `argbAt(x, y)` gives.
 template <class ArgbAt>
-Image drawn(int width, int height, bool alpha, ArgbAt argbAt) {
-    Image image{width, height, alpha, {}};
+Drawing drawn(int width, int height, bool alpha, ArgbAt argbAt) {
+    Drawing image{width, height, alpha, {}};
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) image.argb.push_back(argbAt(x, y));
     }
     return image;
 }
 
-std::uint32_t at(const Image& image, int x, int y) {
+std::uint32_t at(const Drawing& image, int x, int y) {
     return image.argb[static_cast<std::size_t>(y) * static_cast<std::size_t>(image.width) +
                       static_cast<std::size_t>(x)];
 }
 
 /// Each pixel is the mean of those that it stands for, weighed by their alpha.
-Image scaledDown(const Image& image) {
+Drawing scaledDown(const Drawing& image) {
     const int longest = std::max(image.width, image.height);
     if (longest <= longestSide) return image;
     const auto scaled = [&](int side) {
@@ -107,7 +113,7 @@ Image scaledDown(const Image& image) {
 }
 
 /// Fades to nothing from 60 % of the way between the middle and the edges on.
-std::uint32_t faded(const Image& image, int x, int y) {
+std::uint32_t faded(const Drawing& image, int x, int y) {
     const double fromMiddle = std::hypot(2.0 * x / image.width - 1, 2.0 * y / image.height - 1);
     const double share = std::clamp((1 - fromMiddle) / 0.4, 0.0, 1.0);
     return static_cast<std::uint32_t>(std::lround(255 * share)) << 24 | (at(image, x, y) & 0xFFFFFF);
@@ -121,7 +127,7 @@ void write(const path& file, std::string_view bytes) {
 int lightness(std::uint32_t argb) { return static_cast<int>(std::min(argb >> 8 & 255, argb & 255)); }
 
 /// The lightness that one pixel in forty reaches.
-int lightest(const Image& image) {
+int lightest(const Drawing& image) {
     std::vector<int> all;
     for (const std::uint32_t argb : image.argb) all.push_back(lightness(argb));
     const auto wanted = all.begin() + static_cast<std::ptrdiff_t>(all.size() - 1 - all.size() / 40);
@@ -134,7 +140,7 @@ class Studio {
     Studio(Host& host, const Limits& limits) : host_(host), limits_(limits) {}
 
     /// Writes the files that calls are made on into the current folder. Throws UsageError.
-    void lay(const Image& photo) {
+    void lay(const Drawing& photo) {
         save(photo, "photo.png");
         const int width = photo.width, height = photo.height;
         save(drawn(width, height, photo.alpha, [&](int x, int y) { return at(photo, width - 1 - x, y); }),
@@ -174,7 +180,7 @@ class Studio {
         Session session(host_, limits_, printed);
         const std::string source = std::string(words.source) + ".png";
         session.open(path(source));
-        const Image before = imageOf(host_, session.picture());
+        const Drawing before = drawingOf(host_, session.picture());
         const REALpictureStruct* const opened = session.picture().get();
         std::string command = "qkz run " + source;
         try {
@@ -188,7 +194,7 @@ class Studio {
         } catch (const UsageError& error) {
             printed << error.what() << '\n';
         }
-        const Image after = imageOf(host_, session.picture());
+        const Drawing after = drawingOf(host_, session.picture());
         const bool same = after.argb == before.argb && after.width == before.width;
         std::string pictures, note;
         if (same) {
@@ -204,7 +210,7 @@ class Studio {
             if (command.find(other) == std::string::npos) continue;
             Session with(host_, limits_);
             with.open(path(other));
-            Image image = imageOf(host_, with.picture());
+            Drawing image = drawingOf(host_, with.picture());
             image.width = std::max(1, image.width / (other[0] == 'm' ? 4 : 1));
             image.height = std::max(1, image.height / (other[0] == 'm' ? 4 : 1));
             pictures += shown(image, other, other);
@@ -217,12 +223,12 @@ class Studio {
     }
 
  private:
-    static std::string shown(const Image& image, const std::string& file, const std::string& alt) {
+    static std::string shown(const Drawing& image, const std::string& file, const std::string& alt) {
         return std::string("<img") + (image.alpha ? " class=\"see-through\"" : "") + " src=\"" +
                escaped(file) + "\" width=\"" + std::to_string(image.width) + "\" height=\"" +
                std::to_string(image.height) + "\" alt=\"" + escaped(alt) + "\" loading=\"lazy\">";
     }
-    void save(const Image& image, const char* name) {
+    void save(const Drawing& image, const char* name) {
         Session session(host_, limits_);
         session.open(host_.newPicture(image.width, image.height, image.alpha, image.argb));
         if (!session.picture()) throw UsageError(std::string(name) + ": no picture of this size can be made");
@@ -252,11 +258,11 @@ void checkPage(const path& page) {
 }  // namespace
 
 void makeGallery(Host& host, const Limits& limits, const path& folder, const path& photo) {
-    Image image;
+    Drawing image;
     {
         Session session(host, limits);
         session.open(photo);
-        image = scaledDown(imageOf(host, session.picture()));
+        image = scaledDown(drawingOf(host, session.picture()));
     }
     std::error_code error;
     create_directories(folder, error);

@@ -179,7 +179,9 @@ WrittenCall Session::read(const std::string& text) const {
         return (type && type->kind == Registration::classType) || !host_.registry.find(name).empty() ||
                !host_.registry.find(name, true).empty();
     };
-    if (isFileName(text)) {
+    const std::string begin = text.substr(0, text.find_first_of("(=."));
+    const bool isCall = known(begin) || known(begin + std::string(suffix));
+    if (isFileName(text) && (!isCall || text.find_first_of("(=") == text.npos)) {
         throw UsageError("\"" + text +
                          "\" is a file where a call is wanted; a second picture stands in a call, " +
                          "as in 'MergePictureQKZ($, \"" + text + "\")'");
@@ -377,7 +379,7 @@ std::string Session::given(const Method& method, const Prepared& prepared) const
         const bool isSelf = i == 0 && !method.selfClass.empty();
         if (!what.empty()) told.push_back((isSelf ? "the picture" : parameters[i].name) + " (" + what + ")");
     }
-    return told.empty() ? "" : " Given were " + listed(told) + '.';
+    return told.empty() ? "" : " Given: " + listed(told) + '.';
 }
 
 std::string Session::shown(const Value& value) const {
