@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 
+#include <algorithm>
 #include <set>
 
 #include "CallSyntax.h"
@@ -52,12 +53,10 @@ std::string misuse(const CLI::App& app, const CLI::ParseError& error) {
         collect(*known);
     }
     const std::string next = "; qkz " + command + "--help says how";
-    for (const std::string& left : app.remaining(true)) {
-        if (left.starts_with('-') && left.size() > 1) {
-            return "there is no option " + left + suggestion(left, options) + next;
-        }
-    }
     const std::vector<std::string> left = app.remaining(true);
+    const auto option = std::find_if(left.begin(), left.end(),
+                                     [](auto& text) { return text.starts_with('-') && text.size() > 1; });
+    if (option != left.end()) return "there is no option " + *option + suggestion(*option, options) + next;
     if (command.empty() && left.empty()) return "a command is missing, such as run or list" + next;
     if (command.empty())
         return "there is no command " + left.front() + suggestion(left.front(), names) + next;

@@ -98,7 +98,7 @@ Drawing scaledDown(const Drawing& image) {
             for (int fromX = begin(x, width, image.width); fromX < begin(x + 1, width, image.width);
                  ++fromX) {
                 const std::uint32_t argb = at(image, fromX, fromY);
-                const std::uint32_t alpha = image.alpha ? argb >> 24 : 255;
+                const std::uint64_t alpha = image.alpha ? argb >> 24 : 255;
                 ++count;
                 sums[0] += alpha;
                 for (int i = 1; i < 4; ++i) sums[i] += alpha * (argb >> (24 - 8 * i) & 255);

@@ -153,7 +153,9 @@ void printParameter(Page& page, const ParameterWords& words, const Parameter* de
 void printHead(Page& page, std::string_view name, const Registered& found) {
     page.paragraph(std::string(name) + (found.kind.empty() ? "" : ", " + found.kind));
     for (const auto& [attribute, value] : found.attributes) {
-        page.paragraph(attribute + (value.empty() ? "" : ": use " + value), 2);
+        std::string line = attribute;
+        if (!value.empty()) line.append(": use ").append(value);
+        page.paragraph(line, 2, 4);
     }
     if (!found.declarations.empty()) page.heading("Declared as");
     for (const std::string& declaration : found.declarations) page.paragraph(declaration, 2, 6);
