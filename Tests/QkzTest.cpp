@@ -8,9 +8,11 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <fstream>
+#include <sstream>
 
 #include "PictureFileSupport.h"
 #include "PictureFiles.h"
@@ -47,6 +49,7 @@ class Qkz : public testing::Test {
                const std::string& before = "") const {
         const Outcome outcome = command(arguments + plugin, before);
         EXPECT_EQ(outcome.status, status) << arguments;
+        EXPECT_TRUE(outcome.text.starts_with("qkz: ")) << arguments << '\n' << outcome.text;
         EXPECT_NE(outcome.text.find(text), std::string::npos) << arguments << '\n' << outcome.text;
     }
 
@@ -228,7 +231,108 @@ TEST_F(Qkz, RunsClassesGlobalMethodsAndAssignments) {
         EXPECT_EQ(readArgb(out).words[1], c.second) << c.call;
     }
     fails("run " + in.string() + " 'PictureSepiaQKZ(SepiaBlu=1)'",
-          "qkz: PictureSepiaQKZ has no property SepiaBlu; the nearest: SepiaBlue, SepiaRed\n");
+          "qkz: PictureSepiaQKZ has no property SepiaBlu; the nearest: SepiaBlue, SepiaRed, SepiaGreen\n");
+}
+
+TEST_F(Qkz, TakesCallsAsPeopleWriteThem) {
+    const std::pair<const char*, const char*> same[] = {
+        {"InvertQKZ(1, 1, 2, 1)", "invert(height=1, left=1, width=2, top=1)"},
+        {"InvertQKZ(1, 1, 2, 1)", "Invert(1, 1, height=1, width=2)"},
+        {"ChangeContrastQKZ(0.5, 0, 0)", "ChangeContrast(ContrastRed=0.5, ContrastGreen=0, ContrastBlue=0)"},
+        {"ReplaceColorQKZ(&c000000, &c12ABef)", "ReplaceColor(#000000, #12ABEF)"},
+        {"ScrollVerticalQKZ(1, true, false)", "ScrollVertical(1, Yes, 0)"},
+        {"ScrollVerticalQKZ(1, false, false)", "ScrollVertical(1, scrollmask=no, wrap=No)"},
+        {"EmbeddedMaskQKZ(true) = $", "EmbeddedMask(swap=1) = $"},
+        {"PictureSepiaQKZ(SepiaRed=9)", "pictureSepia(SepiaRed=9)"}};
+    const std::string begin = "run " + in.string() + plugin, end = "' -o " + out.string();
+    for (const auto& [strict, free] : same) {
+        ASSERT_EQ(command(begin + '\'' + strict + end).status, 0);
+        const Argb expected = readArgb(out);
+        const Outcome outcome = command(begin + '\'' + free + end);
+        EXPECT_EQ(outcome.status, 0) << free << outcome.text;
+        EXPECT_EQ(readArgb(out).words, expected.words) << free;
+    }
+    // The default of StartX stands between arguments that are given.
+    EXPECT_EQ(command(begin + "'FindPicture($, x, y, StartY=1)'").text, "false\nx = 0\ny = 0\n");
+}
+
+TEST_F(Qkz, AnswersByItsStatus) {
+    const std::tuple<const char*, int, const char*> cases[] = {
+        {"'isGray(255)'", 0, ""},
+        {"InvertQKZ isGrayQKZ", 1, ""},
+        {"-v 'FindPicture($, x, y)'", 0, "true\nx = 0\ny = 0\n"},
+        {"isGray Invert", 2, "qkz: Invert says neither true nor false"},
+        {"'MergePicture($, nil)'", 2, "qkz: MergePictureQKZ returned nil."},
+        {"'ReplaceRedChannel(nil)'", 2, "qkz: ReplaceRedChannelQKZ raised NilObjectException: "},
+        {"", 2, "qkz: CALL is required"}};
+    for (const auto& [calls, status, text] : cases) {
+        const Outcome outcome = command("test " + in.string() + plugin + calls);
+        EXPECT_EQ(outcome.status, status) << calls;
+        EXPECT_TRUE(outcome.text.starts_with(text) && (*text || outcome.text.empty())) << outcome.text;
+    }
+}
+
+TEST_F(Qkz, HasWordsOnEverything) {
+    std::istringstream offer(command("describe" + plugin).text);
+    int calls = 0;
+    for (std::string line; std::getline(offer, line);) {
+        EXPECT_NE(line.back(), '\t') << "nothing is said of it: " << line;
+        calls += line.starts_with("call\t");
+    }
+    EXPECT_GT(calls, 35);
+    const std::pair<const char*, const char*> helps[] = {
+        {"changecontrast", "  Picture.ChangeContrastQKZ(Contrast as double) as picture\n"},
+        {"FindPictureQKZ", "  Tolerance as Integer"},
+        {"RenderSamples", "Default: &c274C5A\n"},
+        {"Picture.EmbeddedMask", "- Assigning changes blue, not transparency."},
+        {"MergePictureQKZ", "If it fails\n  Nil when one is Nil"},
+        {"SepiaRed", "PictureSepiaQKZ.SepiaRed, property of PictureSepiaQKZ\n"},
+        {"PictureLut3D.table", "\n  PictureLut3DQKZ.Table(r as UInt32"},
+        {"run", "Usage: qkz run "},
+        {"", "qkz gallery out photo.jpg"}};
+    for (const auto& [name, text] : helps) {
+        const std::string page = command(std::string("help ") + plugin + name).text;
+        EXPECT_NE(page.find(text), std::string::npos) << name << '\n' << page;
+    }
+    std::istringstream page(command("help InvertGray" + plugin).text);
+    for (std::string line; std::getline(page, line);) EXPECT_LE(line.size(), 80u) << line;
+
+    EXPECT_EQ(
+        command("list NEGATIVE" + plugin).text.find("ChangeBrightnessLinearQKZ  Makes a picture lighter"),
+        0u);
+    fails("list zzzz", "nothing has \"zzzz\" in its name or meaning; qkz list shows everything");
+    fails("help sepia", "there is no help on sepia; the nearest: PictureSepiaQKZ");
+}
+
+TEST_F(Qkz, MakesAGalleryWhereEveryTileShowsSomething) {
+    photo = {300, 1000, false, {}};
+    for (int i = 0; i < photo.width * photo.height; ++i) {
+        const auto x = static_cast<std::uint32_t>(i % 300), y = static_cast<std::uint32_t>(i / 300);
+        photo.words.push_back(0xFF000000 | (x * 255 / 299) << 16 | (y * 255 / 999) << 8 | (x + y) % 256);
+    }
+    writeArgb(photo, in);
+    const std::string gallery = "gallery " + (folder / "g").string() + ' ' + in.string();
+    for (int again = 0; again < 2; ++again) {
+        const Outcome outcome = command(gallery + plugin);
+        ASSERT_EQ(outcome.status, 0) << outcome.text;
+    }
+    std::ifstream page(folder / "g/index.html");
+    const std::string text{std::istreambuf_iterator<char>(page), {}};
+    std::size_t tiles = 0;
+    for (std::size_t at = 0; (at = text.find(" src=\"", at)) != text.npos; ++tiles) {
+        at += 6;
+        const path name = text.substr(at, text.find('"', at) - at);
+        const Argb image = readArgb(folder / "g" / name);
+        EXPECT_LE(image.height, 480) << name;
+        const auto differs = [&](std::uint32_t argb) { return argb != image.words.front(); };
+        EXPECT_TRUE(std::ranges::any_of(image.words, differs)) << name << " shows nothing";
+    }
+    EXPECT_GT(tiles, 36u);
+    for (const char* told : {"returned nil", "raised", "there is no", "No such file"}) {
+        EXPECT_EQ(text.find(told), text.npos) << told;
+    }
+    std::ofstream(folder / "g/index.html") << "<title>My own page</title>";
+    fails(gallery, "g/index.html is another page and stays as it is; name another folder");
 }
 
 TEST_F(Qkz, LeavesWhatALookUpTableDoesNotChange) {
@@ -317,6 +421,26 @@ TEST_F(Qkz, TellsWhatIsWrong) {
     std::filesystem::resize_file(half, file_size(in) - 30);
     const std::pair<std::string, std::string> cases[] = {
         {"run " + file + " InverQKZ", "there is no method InverQKZ; the nearest: InvertQKZ"},
+        {"run " + file + " sepia", "no method sepia; the nearest: PictureSepiaQKZ; \"qkz list sepia\" shows"},
+        {"run " + file + " sepai", "the nearest: PictureSepiaQKZ"},
+        {"run " + file + " negative",
+         "no method negative; \"qkz list negative\" shows what has to do with it"},
+        {"run " + file + " 'Invert(lft=1, top=1, width=1, height=1)'", "no parameter lft; the nearest: left"},
+        {"run " + file + " 'Invert(left=1, top=1)'",
+         "InvertQKZ lacks width and height, in Picture.InvertQKZ("},
+        {"run " + file + " 'Invert(1, left=2, width=3, height=4)'", "left is given twice"},
+        {"run " + file + " 'Invert(left=2, 1, 3, 4)'", "name the argument 1 like those before"},
+        {"run " + file + " 'ScrollVertical(1, maybe, no)'", "wrap (boolean) is neither yes nor no: maybe"},
+        {"run " + file + " 'CountColor(#12345)'", "is not a colour such as #FF8000 or &cFF8000: #12345"},
+        {"run " + file + " " + half + " InvertQKZ", "half.png\" is a file where a call is wanted"},
+        {"run " + file + " 'invert (1).png'", "\"invert (1).png\" is a file"},
+        {"run " + file + " 'EmbeddedMask(no) = a.png'", "is neither $ nor nil nor a quoted file name: a.png"},
+        {"rum " + file, "there is no command rum; the nearest: run"},
+        {"", "a command is missing, such as run or list; qkz --help says how"},
+        {"--strage gd list", "there is no option --strage; the nearest: --storage"},
+        {"run " + file + " Invert --outptu x.png",
+         "no option --outptu; the nearest: --output; qkz run --help"},
+        {"--host-version -1 list", "-1 is no version such as 2024.0; qkz list --help says how\n"},
         {"run " + file + " 'InvertQKZ(1, x, 2, 3)'",
          "InvertQKZ: the argument for top (integer) is not a whole number: x"},
         {"run " + file + " 'InvertQKZ(9223372036854775808,0,0,0)'", "left (integer) is not a whole number"},
@@ -351,6 +475,16 @@ TEST_F(Qkz, TellsWhatIsWrong) {
         {"list --fast", "--fast"}};
     for (const auto& [arguments, text] : cases) fails(arguments, text);
     EXPECT_EQ(command("list --plugin " + file).status, 2) << "no library";
+}
+
+TEST_F(Qkz, SaysWhyThereIsNoResult) {
+    writeArgb({1, 1, false, {0}}, out);
+    fails("run " + in.string() + " 'MergePicture($, \"" + out.string() + "\")'",
+          "qkz: MergePictureQKZ returned nil. Given: source1 (4 x 3 pixels) and source2 (1 x 1 pixels).\n"
+          "Its help says: Nil when one is Nil or cannot be read, or when the sizes differ. No exception.\n",
+          1);
+    fails("run " + in.string() + " 'RenderSamples(\"text:abc\", 100, 1, 9, 9, 1)'",
+          "Given: Samples (3 bytes).", 1);
 }
 
 TEST_F(Qkz, PrintsARaisedException) {

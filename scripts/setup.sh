@@ -19,7 +19,7 @@ need_packages() {
 }
 
 build_packages=(g++ cmake ninja-build pkg-config libcairo2-dev libgd-dev libffi-dev libvips-dev libcli11-dev
-    libgtest-dev)
+    libgtest-dev python3-yaml)
 display_packages=(xvfb xauth libgtk2.0-0)
 help_packages=(fonts-dejavu-core python3-jinja2 python3-markdown python3-pil python3-yaml)
 playground_packages=(emscripten)

@@ -9,10 +9,10 @@
 
 namespace qkz {
 
-/// Does it and returns 0; tells what it throws and returns 1, or 2 for a UsageError. That standard output
-/// cannot be written is for the caller.
+/// Does it and returns 0; tells what it throws and returns `status`, or 2 for a UsageError. That standard
+/// output cannot be written is for the caller.
 template <class F>
-int attempt(std::ostream& error, F function) {
+int attempt(std::ostream& error, F function, const int& status = 1) {
     try {
         function();
         return 0;
@@ -26,7 +26,7 @@ int attempt(std::ostream& error, F function) {
     } catch (const std::exception& failure) {
         error << failure.what();
     }
-    return 1;
+    return status;
 }
 
 }  // namespace qkz

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <numeric>
+#include <tuple>
 #include <utility>
 
 namespace qkz {
@@ -99,8 +100,20 @@ class Reader {
     std::string_view text_, rest_;
 };
 
+char lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
+bool isUpper(char c) { return std::isupper(static_cast<unsigned char>(c)); }
+
+bool equal(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return lower(x) == lower(y); });
+}
+
+std::string_view withoutSuffix(std::string_view name) {
+    const bool has = name.size() > suffix.size() && equal(name.substr(name.size() - suffix.size()), suffix);
+    return has ? name.substr(0, name.size() - suffix.size()) : name;
+}
+
 std::size_t distance(std::string_view a, std::string_view b) {
-    const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
     std::vector<std::size_t> row(b.size() + 1);
     std::iota(row.begin(), row.end(), std::size_t{0});
     for (std::size_t i = 0; i < a.size(); ++i) {
@@ -113,21 +126,63 @@ std::size_t distance(std::string_view a, std::string_view b) {
     return row.back();
 }
 
+/// The words of which a name is put together: Picture and Sepia of PictureSepia.
+std::vector<std::string_view> wordsOf(std::string_view name) {
+    std::vector<std::string_view> words;
+    while (!name.empty()) {
+        std::size_t length = 1;
+        while (length < name.size() && !(isUpper(name[length]) && !isUpper(name[length - 1]))) ++length;
+        words.push_back(name.substr(0, length));
+        name.remove_prefix(length);
+    }
+    return words;
+}
+
+constexpr std::size_t tooFar = ~std::size_t{0};
+
+/// How far a name is from the wanted one, as a whole, without the suffix, or by one of its words.
+std::size_t strangeness(std::string_view wanted, std::string_view name) {
+    std::size_t least = tooFar;
+    const auto consider = [&least](std::size_t d, std::size_t most, std::size_t more) {
+        if (d <= most) least = std::min(least, 2 * d + more);
+    };
+    consider(distance(wanted, name), (wanted.size() + 1) / 2, 0);
+    const std::string_view stem = withoutSuffix(wanted), nameStem = withoutSuffix(name);
+    consider(distance(stem, nameStem), (stem.size() + 1) / 2, 1);
+    if (stem.size() < 4) return least;
+    if (std::search(nameStem.begin(), nameStem.end(), stem.begin(), stem.end(),
+                    [](char x, char y) { return lower(x) == lower(y); }) != nameStem.end()) {
+        consider(0, 0, 2);
+    }
+    for (const std::string_view word : wordsOf(nameStem)) {
+        if (word.size() > 2) consider(distance(stem, word), (stem.size() + 1) / 3, 2);
+    }
+    return least;
+}
+
 }  // namespace
 
 WrittenCall parseCall(std::string_view text) { return Reader(text).call(); }
 
 std::vector<std::string> nearest(std::string_view wanted, const std::vector<std::string>& names) {
-    std::vector<std::pair<std::size_t, std::string>> ranked;
+    std::vector<std::tuple<std::size_t, std::size_t, std::string>> ranked;
     for (const std::string& name : names) {
-        const std::size_t d = distance(wanted, name);
-        if (d * 2 <= wanted.size() + 1) ranked.emplace_back(d, name);
+        const std::size_t strange = strangeness(wanted, name);
+        if (strange != tooFar) ranked.emplace_back(strange, name.size(), name);
     }
     std::sort(ranked.begin(), ranked.end());
     ranked.erase(std::unique(ranked.begin(), ranked.end()), ranked.end());
     std::vector<std::string> result;
-    for (std::size_t i = 0; i < ranked.size() && i < 3; ++i) result.push_back(ranked[i].second);
+    for (std::size_t i = 0; i < ranked.size() && i < 3; ++i) result.push_back(std::get<2>(ranked[i]));
     return result;
+}
+
+std::string suggestion(std::string_view wanted, const std::vector<std::string>& names) {
+    std::string list;
+    for (const std::string& near : nearest(wanted, names)) {
+        list += (list.empty() ? "; the nearest: " : ", ") + near;
+    }
+    return list;
 }
 
 }  // namespace qkz

@@ -32,8 +32,14 @@ struct WrittenCall {
 /// Throws UsageError.
 WrittenCall parseCall(std::string_view text);
 
-/// Up to three of the names that differ least from the wanted one, in that order; none that differs in more
-/// than half of its characters.
+/// The end of the registered names, which may be left out where that is clear.
+constexpr std::string_view suffix = "QKZ";
+
+/// Up to three of the names that differ least from the wanted one, in that order: as a whole in at most half
+/// of its characters, with or without the suffix, or in at most a third from one of the words that a name is
+/// put together of.
 std::vector<std::string> nearest(std::string_view wanted, const std::vector<std::string>& names);
+/// The same as the end of an error, such as `; the nearest: InvertQKZ, InvertGrayQKZ`; empty without any.
+std::string suggestion(std::string_view wanted, const std::vector<std::string>& names);
 
 }  // namespace qkz

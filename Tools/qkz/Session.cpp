@@ -18,14 +18,6 @@ namespace {
 using namespace qkzhost;
 using std::filesystem::path;
 
-std::string suggestion(std::string_view wanted, const std::vector<std::string>& names) {
-    std::string list;
-    for (const std::string& near : nearest(wanted, names)) {
-        list += (list.empty() ? "; the nearest: " : ", ") + near;
-    }
-    return list;
-}
-
 /// The bytes that a quoted argument stands for.
 std::vector<std::uint8_t> bytesOf(const std::string& text) {
     if (text.starts_with("text:")) return {text.begin() + 5, text.end()};
@@ -76,6 +68,78 @@ std::vector<WrittenArgument> allArguments(const WrittenCall& call) {
     return all;
 }
 
+/// Names as a sentence has them: `a, b and c`.
+std::string listed(const std::vector<std::string>& names) {
+    std::string result;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        result += (i == 0 ? "" : i + 1 < names.size() ? ", " : " and ") + names[i];
+    }
+    return result;
+}
+
+/// Whether a text that is no call names a picture file.
+bool isFileName(const std::string& text) {
+    static const char* const endings[] = {".png",  ".jpg", ".jpeg", ".webp", ".tif",
+                                          ".tiff", ".gif", ".bmp",  ".heic", ".ppic"};
+    const std::string ending = path(text).extension().string();
+    return std::any_of(std::begin(endings), std::end(endings),
+                       [&](const char* known) { return sameText(known, ending); });
+}
+
+const Parameter* parameterNamed(const Method& method, std::string_view name) {
+    for (const Parameter& parameter : method.declaration.parameters) {
+        if (sameText(parameter.name, name)) return &parameter;
+    }
+    return nullptr;
+}
+
+/// The arguments in the order of the parameters, null where the default stands. Throws UsageError.
+std::vector<const WrittenArgument*> inOrder(const Method& method,
+                                            const std::vector<WrittenArgument>& written) {
+    const auto& parameters = method.declaration.parameters;
+    const std::string& name = method.declaration.name;
+    std::vector<const WrittenArgument*> bound(parameters.size());
+    std::size_t next = 0;
+    bool named = false;
+    for (const WrittenArgument& argument : written) {
+        std::size_t at = 0;
+        if (!argument.key.empty()) {
+            const Parameter* parameter = parameterNamed(method, argument.key);
+            if (!parameter) throw UsageError(name + " has no parameter " + argument.key);
+            at = static_cast<std::size_t>(parameter - parameters.data());
+            named = true;
+        } else if (method.assigns && &argument == &written.back()) {
+            at = parameters.size() - 1;
+        } else {
+            if (named) throw UsageError(name + ": name the argument " + argument.text + " like those before");
+            at = next++;
+        }
+        if (at >= bound.size()) throw UsageError(name + " takes no argument " + argument.text);
+        if (bound[at]) throw UsageError(name + ": " + parameters[at].name + " is given twice");
+        bound[at] = &argument;
+    }
+    std::vector<std::string> missing;
+    for (std::size_t i = 0; i < bound.size(); ++i) {
+        if (!bound[i] && !parameters[i].defaultText) missing.push_back(parameters[i].name);
+    }
+    if (!missing.empty()) throw UsageError(name + " lacks " + listed(missing) + ", in " + method.text());
+    return bound;
+}
+
+/// How the host's language writes a literal for which there are other ways here.
+std::string literal(const std::string& text, Type type) {
+    if (type == Type::color && text.size() == 7 && text[0] == '#') return "&c" + text.substr(1);
+    if (type == Type::boolean) {
+        for (const char* yes : {"yes", "1"}) {
+            if (sameText(text, yes)) return "true";
+        }
+        for (const char* no : {"no", "0"}) {
+            if (sameText(text, no)) return "false";
+        }
+    }
+    return text;
+}
+
 std::string_view asText(std::span<const std::uint8_t> bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
@@ -113,35 +177,55 @@ std::size_t Session::fingerprint() const {
 }
 
 Gives Session::check(const std::string& text) {
-    const WrittenCall call = parseCall(text);
+    const WrittenCall call = read(text);
+    checking_ = true;
+    const auto checked = std::unique_ptr<bool, void (*)(bool*)>(&checking_, [](bool* on) { *on = false; });
     const Registration* type = host_.registry.registration(call.name);
     if (type && type->kind == Registration::classType) {
         checkClass(*type, call);
         return Gives::picture;
     }
-    checking_ = true;
-    const auto checked = std::unique_ptr<bool, void (*)(bool*)>(&checking_, [](bool* on) { *on = false; });
     Prepared prepared;
     const Declaration& declaration = choose(call, allArguments(call), prepared).declaration;
     if (call.assigned || sameText(declaration.resultName, "Picture")) return Gives::picture;
     return declaration.result == Type::string ? Gives::string : Gives::value;
 }
 
-bool Session::knows(std::string_view name) const {
+bool Session::knows(const std::string& name) const {
+    return registered(name) || registered(name + std::string(suffix));
+}
+
+bool Session::registered(std::string_view name) const {
     const Registration* type = host_.registry.registration(name);
     return (type && type->kind == Registration::classType) || !host_.registry.find(name).empty() ||
            !host_.registry.find(name, true).empty();
 }
 
 void Session::run(const std::string& text) {
-    const WrittenCall call = parseCall(text);
+    const WrittenCall call = read(text);
     lastString_.reset();
+    lastTruth_.reset();
     const Registration* type = host_.registry.registration(call.name);
     if (type && type->kind == Registration::classType) {
         runClass(*type, call);
     } else {
         runMethod(call);
     }
+}
+
+/// The call with the name that it means: the suffix may be left out.
+WrittenCall Session::read(const std::string& text) const {
+    const std::string begin = text.substr(0, text.find_first_of("(=."));
+    const bool isCall = knows(begin);
+    if (isFileName(text) && (!isCall || text.find_first_of("(=") == text.npos)) {
+        throw UsageError("\"" + text +
+                         "\" is a file where a call is wanted; a second picture stands in a call, " +
+                         "as in 'MergePictureQKZ($, \"" + text + "\")'");
+    }
+    WrittenCall call = parseCall(text);
+    const std::string whole = call.name + std::string(suffix);
+    if (!registered(call.name) && registered(whole)) call.name = whole;
+    return call;
 }
 
 void Session::save(const path& file, const Encoding& encoding) const {
@@ -169,8 +253,12 @@ Value Session::valueOf(const WrittenArgument& argument, const Parameter& paramet
     if (isPicture && !argument.quoted && argument.text == "$") return current_;
     if (!argument.quoted) {
         try {
-            return parseLiteral(argument.text, parameter.type);
+            return parseLiteral(literal(argument.text, parameter.type), parameter.type);
         } catch (const std::invalid_argument& error) {
+            if (parameter.type == Type::boolean) throw std::invalid_argument("is neither yes nor no");
+            if (parameter.type == Type::color) {
+                throw std::invalid_argument("is not a colour such as #FF8000 or &cFF8000");
+            }
             if (isPicture) throw std::invalid_argument("is neither $ nor nil nor a quoted file name");
             if (isBlock || parameter.type == Type::string) {
                 throw std::invalid_argument("is neither nil nor a quoted file name");
@@ -196,12 +284,14 @@ Session::Prepared Session::prepare(const Method& method, const std::vector<Writt
     Prepared prepared;
     const std::string& name = method.declaration.name;
     if (!method.selfClass.empty()) prepared.values.emplace_back(current_);
-    for (std::size_t i = 0; i < written.size(); ++i) {
+    const std::vector<const WrittenArgument*> bound = inOrder(method, written);
+    for (std::size_t i = 0; i < bound.size(); ++i) {
         const Parameter& parameter = method.declaration.parameters[i];
-        const WrittenArgument& argument = written[i];
-        if (!argument.key.empty()) {
-            throw UsageError(name + ": arguments are not named here: " + argument.key);
+        if (!bound[i]) {
+            prepared.values.push_back(parseLiteral(*parameter.defaultText, parameter.type));
+            continue;
         }
+        const WrittenArgument& argument = *bound[i];
         if (!parameter.byref && !argument.file.empty()) {
             reject(name, parameter, argument, "is not passed by reference and cannot be saved");
         }
@@ -226,28 +316,50 @@ Session::Prepared Session::prepare(const Method& method, const std::vector<Writt
     return prepared;
 }
 
+/// The methods that a call can mean: those of the name, and where arguments are named, with such parameters.
+Methods Session::candidates(const WrittenCall& call) const {
+    Methods all = host_.registry.find(call.name, call.assigned.has_value());
+    std::erase_if(all, [](const Method* m) {  // methods of the plug-in's classes
+        return !m->selfClass.empty() && !sameText(m->selfClass, "Picture");
+    });
+    if (all.empty()) unknown(call);
+    Methods fitting = all;
+    for (const WrittenArgument& argument : call.arguments) {
+        if (argument.key.empty()) continue;
+        std::vector<std::string> names;
+        for (const Method* method : all) {
+            for (const Parameter& parameter : method->declaration.parameters) names.push_back(parameter.name);
+        }
+        if (std::none_of(names.begin(), names.end(), [&](auto& n) { return sameText(n, argument.key); })) {
+            throw UsageError(call.name + " has no parameter " + argument.key +
+                             suggestion(argument.key, names));
+        }
+        std::erase_if(fitting, [&](const Method* method) { return !parameterNamed(*method, argument.key); });
+    }
+    return fitting.empty() ? all : fitting;
+}
+
 void Session::runMethod(const WrittenCall& call) {
     const std::vector<WrittenArgument> written = allArguments(call);
     Prepared prepared;
     const Method& method = choose(call, written, prepared);
-    deliver(method, host_.invoke(method, prepared.values));
+    deliver(method, prepared, host_.invoke(method, prepared.values));
     show(prepared);
 }
 
 /// The method that takes what is written, and its values. Throws UsageError.
 const Method& Session::choose(const WrittenCall& call, const std::vector<WrittenArgument>& written,
                               Prepared& prepared) const {
-    Methods candidates = host_.registry.find(call.name, call.assigned.has_value());
-    std::erase_if(candidates, [](const Method* m) {  // methods of the plug-in's classes
-        return !m->selfClass.empty() && !sameText(m->selfClass, "Picture");
-    });
-    if (candidates.empty()) unknown(call);
+    const Methods methods = candidates(call);
     const auto prepareFor = [&](const Method& method) { prepared = prepare(method, written); };
-    const auto [method, obstacle] = chooseOverload(candidates, written.size(), prepareFor, true);
+    const auto [method, obstacle] = chooseOverload(methods, written.size(), prepareFor, true);
     if (method) return *method;
     if (!obstacle.empty()) throw UsageError(obstacle);
+    const bool named = std::any_of(written.begin(), written.end(),
+                                   [](const auto& argument) { return !argument.key.empty(); });
+    if (named) inOrder(*methods.front(), written);  // tells what is missing
     std::string forms;
-    for (const Method* candidate : candidates) forms += "\n  " + candidate->text();
+    for (const Method* candidate : methods) forms += "\n  " + candidate->text();
     throw UsageError(call.name + " takes other arguments:" + forms);
 }
 
@@ -267,26 +379,51 @@ void Session::unknown(const WrittenCall& call) const {
     for (const Registration& r : host_.registry.registrations()) {
         if (r.kind == Registration::classType) names.push_back(r.name);
     }
-    throw UsageError("there is no method " + call.name + suggestion(call.name, names));
+    throw UnknownName(call.name, "there is no method " + call.name + suggestion(call.name, names));
 }
 
-void Session::checkException() const {
+void Session::checkException(const std::string& name) const {
     if (const auto raised = host_.exceptions.take()) {
-        throw CallFailure(raised->className + ": " + raised->message);
+        throw CallFailure((name.empty() ? "" : name + " raised ") + raised->className + ": " +
+                          raised->message);
     }
 }
 
-void Session::deliver(const Method& method, const Value& result) {
-    checkException();
+void Session::deliver(const Method& method, const Prepared& prepared, const Value& result) {
+    checkException(method.declaration.name);
     if (method.declaration.result == Type::none) return;
-    if (result.isNil()) throw CallFailure(method.declaration.name + " returned nil.");
+    if (result.isNil()) {
+        const std::string& name = method.declaration.name;
+        throw NilResult(name, name + " returned nil." + given(method, prepared));
+    }
     if (result.as<OwnedString>()) {
         lastString_ = host_.objects.text(result.string());
     } else if (result.as<OwnedObject>() && host_.objects.classOf(result.object()) == "Picture") {
         current_ = result.picture();
     } else {
-        std::cout << shown(result) << '\n';
+        if (result.as<bool>()) lastTruth_ = result.boolean();
+        out_ << shown(result) << '\n';
     }
+}
+
+/// What may be the reason that a method gave nothing: the sizes of pictures and blocks that it was given.
+std::string Session::given(const Method& method, const Prepared& prepared) const {
+    std::vector<std::string> told;
+    const std::vector<Parameter> parameters = method.parameters();
+    for (std::size_t i = 0; i < prepared.values.size(); ++i) {
+        const Value& value = prepared.values[i];
+        if (parameters[i].byref || parameters[i].type != Type::object) continue;
+        std::string what = value.isNil() ? "nil" : "";
+        if (!value.isNil() && host_.objects.classOf(value.lentObject()) == "Picture") {
+            const Surface& surface = host_.objects.surface(value.picture());
+            what = std::to_string(surface.width) + " x " + std::to_string(surface.height) + " pixels";
+        } else if (!value.isNil() && host_.objects.classOf(value.lentObject()) == "MemoryBlock") {
+            what = std::to_string(host_.objects.bytes(value.block()).size()) + " bytes";
+        }
+        const bool isSelf = i == 0 && !method.selfClass.empty();
+        if (!what.empty()) told.push_back((isSelf ? "the picture" : parameters[i].name) + " (" + what + ")");
+    }
+    return told.empty() ? "" : " Given: " + listed(told) + '.';
 }
 
 std::string Session::shown(const Value& value) const {
@@ -308,7 +445,7 @@ std::string Session::shown(const Value& value) const {
 
 void Session::show(const Prepared& prepared) const {
     for (const auto& [value, name, argument] : prepared.variables) {
-        std::cout << name << " = " << shown(value) << '\n';
+        out_ << name << " = " << shown(value) << '\n';
         if (argument->file.empty()) continue;
         if (!value.as<OwnedObject>() || host_.objects.classOf(value.object()) != "MemoryBlock") {
             throw UsageError(name + " is no memory block to be saved");
@@ -349,8 +486,10 @@ void Session::runClass(const Registration& type, const WrittenCall& call) {
         }
     }
     const Value done = host_.call("Run", {instance});
-    checkException();
-    if (!done.as<bool>() || !done.boolean()) throw CallFailure(type.name + ": Run returned false.");
+    checkException(type.name);
+    if (!done.as<bool>() || !done.boolean()) {
+        throw NilResult(type.name + ".Run", type.name + ": Run returned false.");
+    }
     const auto destination = host_.property(instance, "DestinationPicture");
     if (!destination || destination->isNil()) throw CallFailure(type.name + " returned nil.");
     current_ = destination->picture();

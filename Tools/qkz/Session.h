@@ -3,6 +3,7 @@
 
 #include <deque>
 #include <filesystem>
+#include <iostream>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -18,6 +19,19 @@ namespace qkz {
 /// A call failed; the text is for standard error.
 struct CallFailure : std::runtime_error {
     using std::runtime_error::runtime_error;
+};
+
+/// A method gave nil, or a class's Run false; the text says what it was given.
+struct NilResult : CallFailure {
+    NilResult(std::string itsMethod, const std::string& text)
+        : CallFailure(text), method(std::move(itsMethod)) {}
+    std::string method;  // of a class with the class and a dot
+};
+
+/// Nothing that can be called has the name.
+struct UnknownName : UsageError {
+    UnknownName(std::string itsName, const std::string& text) : UsageError(text), name(std::move(itsName)) {}
+    std::string name;
 };
 
 /// What a file function throws is told as an error of the command line.
@@ -39,13 +53,15 @@ enum class Gives { value, picture, string };
 /// raised or did not give.
 class Session {
  public:
-    Session(qkzhost::Host& host, const Limits& limits) : host_(host), limits_(limits) {}
+    /// What calls print goes to `out`.
+    Session(qkzhost::Host& host, const Limits& limits, std::ostream& out = std::cout)
+        : host_(host), limits_(limits), out_(out) {}
 
     /// Throws UsageError for what is wrong with a written call, as far as that shows without its files. A
     /// method that changes the current picture and gives a value is told by the value.
     Gives check(const std::string& text);
-    /// Whether a method or a class has the name.
-    bool knows(std::string_view name) const;
+    /// Whether a method or a class has the name, which may lack its suffix.
+    bool knows(const std::string& name) const;
 
     /// Reads the current picture.
     void open(const std::filesystem::path&);
@@ -65,6 +81,8 @@ class Session {
     const std::optional<std::string>& string() const { return lastString_; }
     /// Its beginning.
     std::optional<std::string> stringHead() const;
+    /// The last call's result, when it was true or false.
+    const std::optional<bool>& truth() const { return lastTruth_; }
 
  private:
     /// The values of a call's arguments.
@@ -80,6 +98,9 @@ class Session {
 
     qkzhost::Value valueOf(const WrittenArgument&, const qkzhost::Parameter&) const;
     Prepared prepare(const qkzhost::Method&, const std::vector<WrittenArgument>&) const;
+    bool registered(std::string_view name) const;
+    WrittenCall read(const std::string& text) const;
+    qkzhost::Methods candidates(const WrittenCall&) const;
     const qkzhost::Method& choose(const WrittenCall&, const std::vector<WrittenArgument>&, Prepared&) const;
     void runMethod(const WrittenCall&);
     [[noreturn]] void unknown(const WrittenCall&) const;
@@ -87,17 +108,20 @@ class Session {
     bool isTable(const WrittenArgument&) const;
     void checkClass(const qkzhost::Registration&, const WrittenCall&) const;
     qkzhost::Value propertyValue(const qkzhost::Registration&, const WrittenArgument&) const;
-    void checkException() const;
-    void deliver(const qkzhost::Method&, const qkzhost::Value& result);
+    void checkException(const std::string& name = "") const;
+    void deliver(const qkzhost::Method&, const Prepared&, const qkzhost::Value& result);
+    std::string given(const qkzhost::Method&, const Prepared&) const;
     std::string shown(const qkzhost::Value&) const;
     void show(const Prepared&) const;
 
     qkzhost::Host& host_;
     const Limits limits_;
+    std::ostream& out_;
     qkzhost::OwnedPicture current_;
     KeptMetadata metadata_;                  // of the file that it came from
     bool checking_ = false;                  // nothing is read
     std::optional<std::string> lastString_;  // the last call's result, when it was a string
+    std::optional<bool> lastTruth_;
 };
 
 }  // namespace qkz

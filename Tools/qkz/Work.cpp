@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iostream>
 
+#include "Help.h"
+
 namespace qkz {
 namespace {
 
@@ -39,7 +41,7 @@ void sortOutFiles(const Session& session, Work& work) {
 
 void check(Session& session, const Work& work) {
     Gives last = Gives::value;
-    for (const std::string& call : work.calls) last = session.check(call);
+    for (const std::string& call : work.calls) last = explaining([&] { return session.check(call); });
     if (!work.output) {
         if (last != Gives::picture) return;
         throw UsageError("the picture that " + work.calls.back() +
@@ -60,7 +62,7 @@ void doFile(Session& session, const Work& work, const path& file, const std::opt
     for (const std::string& call : work.calls) {
         const bool last = &call == &work.calls.back();
         if (last && !output) before = session.fingerprint();
-        session.run(call);
+        explaining([&] { session.run(call); });
         const auto string = session.stringHead();
         if (string && !(last && output)) std::cout << *string << '\n';
     }

@@ -1,4 +1,6 @@
 // qkz: runs the plug-in's methods on picture files.
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <filesystem>
@@ -7,8 +9,13 @@
 
 #include "Attempt.h"
 #include "Batch.h"
+#include "CommandLine.h"
+#include "Gallery.h"
+#include "Help.h"
 #include "Listing.h"
+#include "RealText.h"
 #include "Session.h"
+#include "Truth.h"
 
 namespace qkz {
 namespace {
@@ -31,12 +38,12 @@ void switchDebuggingOn(Host& host) {
     }
 }
 
-/// The plug-in beside the running program.
-path besideExecutable() {
+/// A file beside the running program.
+path besideExecutable(const char* name, const char* remedy) {
     std::error_code error;
     const path self = std::filesystem::read_symlink("/proc/self/exe", error);
-    if (error) throw UsageError("/proc does not tell where qkz is; say with --plugin where the plug-in is");
-    return self.parent_path() / "libPictureQKZ.so";
+    if (error) throw UsageError(std::string("/proc does not tell where qkz is; ") + remedy);
+    return self.parent_path() / name;
 }
 
 /// What there is to say of a picture file. Of a packed picture only its pixels tell.
@@ -55,7 +62,27 @@ void printInfo(Session& session, const path& file, const Limits& limits, Storage
               << " x " << header.resolution[1] << " dpi\n";
 }
 
-int run(int argc, char** argv) {
+/// A version as hosts have them.
+std::string isVersion(const std::string& text) {
+    const auto value = realFromText(text);
+    return value && *value >= 0 && *value < 10000 ? "" : text + " is no version such as 2024.0";
+}
+
+const char* const examples = R"(Examples:
+  qkz run photo.jpg InvertQKZ -o negative.png
+  qkz run photo.jpg 'ChangeContrast(0.4)' 'PictureSepia(SepiaRed=40, SepiaGreen=20)' -o old.png
+  qkz run photo.jpg 'Threshold(128)' 'ReplaceColor(#000000, #274C5A)' -o poster.png
+  qkz run photo.jpg 'MergePicture($, "other.png")' -o both.png     $ is the current picture
+  qkz run photo.jpg 'InvertQKZ(left=100, top=100, width=50, height=50)' -o part.png
+  qkz test scan.png 'isGray(5)' && echo gray
+  qkz help ChangeContrast                     what a method does, with its parameters
+  qkz list mask                               methods that have to do with masks
+  qkz gallery out photo.jpg                   every method on your photograph, as a page
+
+A method's name may be written without its QKZ. Calls stand in single quotes, for the shell's sake.)";
+
+/// `failure` becomes the exit status that a failed call has for the command that is run.
+int run(int argc, char** argv, int& failure) {
     CLI::App app{"Runs the picture methods of the plug-in on picture files.", "qkz"};
     app.require_subcommand(1);
     app.fallthrough();
@@ -65,18 +92,26 @@ int run(int argc, char** argv) {
     Limits limits;
     Work work;
     BatchOptions batch;
-    path plugin, file, output;
+    path plugin, file, output, folder;
+    std::string word;
     app.add_option("--storage", storageName, "where pictures live; gd makes the host a console application")
         ->check(CLI::IsMember({"cairo", "gd", "pixmap"}));
     const auto* versionOption =
         app.add_option("--host-version", version, "the host's version (2024.0; with pixmaps 2016.0)")
-            ->check(CLI::NonNegativeNumber);
+            ->check(isVersion);
     app.add_option("--max-pixels", limits.pixels, "refuse files of larger pictures (200000000)")
         ->check(CLI::Range(std::uint64_t{1}, Limits::mostPixels));
     app.add_flag("--debug", debug, "let the plug-in log to standard error");
     const auto* pluginOption =
         app.add_option("--plugin", plugin, "the plug-in; else libPictureQKZ.so beside qkz");
-    app.add_subcommand("list", "prints everything that the plug-in registers");
+    app.set_version_flag("--version", "qkz " QKZ_VERSION, "print the version and exit");
+    app.get_help_ptr()->description("print how it is used and exit");
+    auto* listing = app.add_subcommand("list", "prints everything that the plug-in registers");
+    const auto* searched = listing->add_option("WORD", word, "a line for what has it in its name or meaning");
+    auto* helping = app.add_subcommand("help", "prints what the help says of a method, a class or a member");
+    const auto* helped =
+        helping->add_option("NAME", word, "case does not matter; QKZ may be left out; or a command");
+    app.add_subcommand("describe", "for the manual page and the completion")->group("");
     auto* info = app.add_subcommand("info", "prints a picture's size, alpha channel, storage and resolution");
     const char* const files = "PNG, JPEG, WebP, TIFF, GIF, BMP, HEIC or .ppic; - is standard input";
     info->add_option("FILE", file, files)->required();
@@ -97,10 +132,36 @@ int run(int argc, char** argv) {
         ->check(CLI::Range(1, 100));
     run->add_option("--jobs", batch.jobs, "so many files at a time (1)")->check(CLI::Range(1, 256));
     run->add_flag("--force", batch.force, "with {name}: write over files that are there");
+    auto* test =
+        app.add_subcommand("test", "answers by its exit status: 0 for true, 1 for false, 2 for neither");
+    test->add_option("FILE", file, files)->required();
+    test->add_option("CALL", work.calls, "as of run; the last one says true or false, as 'isGrayQKZ(5)' does")
+        ->required();
+    bool verbose = false;
+    test->add_flag("-v,--verbose", verbose, "print what the calls print, too");
+    auto* showing = app.add_subcommand("gallery", "makes a page of pictures: every method on a photograph");
+    showing->add_option("FOLDER", folder, "where index.html and the pictures go")->required();
+    showing->add_option("PHOTO", file, "a picture file; else a sample");
+    app.footer(examples);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : 2;
+        if (error.get_exit_code() == 0) return app.exit(error);
+        throw UsageError(misuse(app, error));
+    }
+    if (*test) failure = 2;  // 1 is an answer
+    if (*helping && !*helped) {
+        std::cout << app.get_formatter()->make_help(&app, "qkz", CLI::AppFormatMode::Normal);
+        return 0;
+    }
+    for (const CLI::App* command : app.get_subcommands([&](CLI::App* c) { return c->check_name(word); })) {
+        if (!*helping) break;
+        std::cout << command->help("qkz");
+        return 0;
+    }
+    if (*searched) {
+        search(word, isatty(STDOUT_FILENO) ? terminalWidth() : std::string::npos, std::cout);
+        return 0;
     }
 
     const Storage storage = storageName == "gd"       ? Storage::gd
@@ -114,12 +175,30 @@ int run(int argc, char** argv) {
     Host host({.version = version,
                .app = storage == Storage::gd ? AppKind::console : AppKind::desktop,
                .storage = storage});
-    fromFile([&] { host.load(*pluginOption ? plugin : besideExecutable()); });
+    fromFile([&] {
+        host.load(*pluginOption
+                      ? plugin
+                      : besideExecutable("libPictureQKZ.so", "say with --plugin where the plug-in is"));
+    });
     if (debug) switchDebuggingOn(host);
-    if (app.got_subcommand("list")) {
+    if (*listing) {
         list(host);
         return 0;
     }
+    if (app.got_subcommand("describe")) {
+        describe(app, host, std::cout);
+        return 0;
+    }
+    if (*helping) {
+        explaining([&] { help(host, word, terminalWidth(), std::cout); });
+        return 0;
+    }
+    if (*showing) {
+        if (file.empty()) file = besideExecutable("sample.jpg", "name a photograph");
+        makeGallery(host, limits, folder, file);
+        return 0;
+    }
+    if (*test) return truth(host, limits, file, work.calls, verbose) ? 0 : 1;
     Session session(host, limits);
     if (*info) {
         printInfo(session, file, limits, storage);
@@ -142,17 +221,19 @@ int run(int argc, char** argv) {
 }
 
 int main(int argc, char** argv) {
+    int failure = 1;
     std::cout.exceptions(std::ios::badbit);
     try {
         int status = 0;
         std::ostringstream error;
-        const int failed = attempt(error, [&] { status = run(argc, argv); });
+        const int failed = attempt(
+            error, [&] { status = run(argc, argv, failure); }, failure);
         if (failed) std::cerr << "qkz: " << error.str() << '\n';
         std::cout.flush();
         return failed ? failed : status;
     } catch (const std::ios_base::failure&) {  // it does not tell why, but errno still does
         std::perror("qkz: standard output");
-        return 1;
+        return failure;
     }
 }
 
