@@ -14,6 +14,7 @@
 namespace {
 
 using namespace qkzhost;
+using qkzplayground::Image;
 using std::filesystem::path;
 
 std::vector<std::uint8_t> bytesOf(const path& file) {

@@ -44,10 +44,7 @@ void Playground::addFile(const std::string& name, std::vector<std::uint8_t> byte
 
 OwnedPicture Playground::copyOf(const std::string& name) {
     OwnedPicture& original = originals_[name];
-    if (!original) {
-        const Image image = readImage(name);
-        original = host_.newPicture(image.width, image.height, image.alpha, image.argb);
-    }
+    if (!original) original = qkz::readPicture(host_, name).picture;
     Surface& from = host_.objects.surface(original);
     OwnedPicture copy = host_.newPicture(from.width, from.height, from.alpha);
     if (!copy) throw std::bad_alloc();
