@@ -25,7 +25,7 @@ class Terminal(unittest.TestCase):
             done = subprocess.run([QKZ, "help", entry.key], capture_output=True, text=True, check=True)
             told = " ".join(done.stdout.split())
             texts = [entry.does, entry.result, entry.failure, *entry.quirks.values()]
-            texts += [text for w in entry.parameters.values() for text in w.values()]
+            texts += [w[what] for w in entry.parameters.values() for what in ("means", "unit", "range")]
             texts += [t for p in entry.properties for t in (p.means, p.unit, p.range, p.default, *p.quirks.values())]
             with self.subTest(entry.key):
                 for text in map(plain, texts):

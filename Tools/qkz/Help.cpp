@@ -155,6 +155,7 @@ void printHead(Page& page, std::string_view name, const Registered& found) {
     for (const auto& [attribute, value] : found.attributes) {
         std::string line = attribute;
         if (!value.empty()) line.append(": use ").append(value);
+        std::erase(line, '"');
         page.paragraph(line, 2, 4);
     }
     if (!found.declarations.empty()) page.heading("Declared as");
