@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
@@ -48,11 +49,13 @@ std::string textFromReal(double value) {
 
 std::optional<double> realFromText(std::string_view text) {
     const std::string copy(text);
-    if (copy.starts_with('+') || copy.find_first_of("xX \t\n") != copy.npos) return {};
+    if (copy.empty() || copy.front() == '+' || copy.find_first_of("xX \t\n\v\f\r") != copy.npos) return {};
     char* end = nullptr;
     errno = 0;
     const double value = std::strtod(copy.c_str(), &end);
-    return errno == 0 && !copy.empty() && *end == '\0' ? std::optional(value) : std::nullopt;
+    // The smallest numbers, which have fewer digits, are told as out of range, too.
+    const bool isBeyond = errno == ERANGE && (value == 0 || std::isinf(value));
+    return isBeyond || *end != '\0' ? std::nullopt : std::optional(value);
 }
 
 #endif

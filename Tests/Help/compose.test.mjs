@@ -47,6 +47,13 @@ test("programs go on with what the step before made", () => {
     [[["ScrollVerticalQKZ"], ["ReplaceRedChannelQKZ", 0, { RedChannel: '"a.png"' }]],
       "' a: the picture a.png|Dim done As Boolean = p.ScrollVerticalQKZ(-60, False, False)|Dim q As Picture = p.ReplaceRedChannelQKZ(a)"],
   ]) assert.equal(program("a.png", steps.map(step)).text.replaceAll("\n", "|"), lines);
+  // The language takes a name in capitals for the same; what programs declare themselves is not a file's, either.
+  const names = ["sepia", "reds", "class", "darker table", "MY", "my"].map((name) => `"${name}.png"`);
+  const merged = program("a.png", names.map((source2) => step(["MergePictureQKZ", 0, { source2 }])));
+  assert.deepEqual(Object.keys(merged.files), ["fileSepia", "fileReds", "fileClass", "fileDarkerTable", "mY", "my2"]);
+  const spoken = `"text:${"far, ".repeat(20)}"`;
+  const told = program("a.png", [step(["SaveVideoAtPathToSavedPhotosAlbum", 0, { VideoPath: spoken }])]).text;
+  assert.ok(told.includes("far, ".repeat(20)), told);
   const table = program("a.png", [step(["PictureLut3DQKZ", 0, { Table: '"x.cube"' }])]).text;
   assert.match(table, /' of x\.cube there/);
 });
@@ -67,8 +74,8 @@ test("sliders hold what they begin with, and show the way there", () => {
 test("wrong numbers are told, and what was found and printed is read", () => {
   const [whole, part] = [{ name: "n", type: "integer", from: 0 }, { name: "d", type: "double", from: 0 }];
   assert.deepEqual(
-    [[whole, "1.5"], [whole, "-3"], [part, "1e-3"], [part, ""], [part, "1e999"]].map(([p, text]) => fault(p, text)),
-    ["n wants a whole number", "", "", "d wants a number", "d wants a number"],
+    [[whole, "1.5"], [whole, "1e3"], [whole, "-3"], [part, "1e-3"], [part, ""], [part, "1e999"]].map(([p, text]) => fault(p, text)),
+    ["n wants a whole number", "n wants a whole number", "", "", "d wants a number", "d wants a number"],
   );
   const steps = [step(["FindPictureQKZ"]), step(["InvertQKZ"])];
   assert.deepEqual(found(steps, [{ printed: ["true", "x = 3", "y = 4"] }, { printed: [] }]), { text: '"button.png"', x: 3, y: 4 });

@@ -2,8 +2,9 @@
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
 import { readFileSync } from "node:fs";
+import path from "node:path";
 import { describe, test } from "node:test";
-import { address, assertAccessible, assertNoOverflow, laptop, phone, visit } from "./site.mjs";
+import { address, assertAccessible, assertNoOverflow, folder, laptop, phone, visit } from "./site.mjs";
 import { formOf, forms } from "./composing.mjs";
 
 /// A panel that is open and has run.
@@ -120,7 +121,7 @@ test("the reader's own picture is taken, one that is none is told", () =>
     const after = await pixels("after");
     assert.deepEqual([after.slice(0, 4), after[4 * 10 + 3]], [[255, 255, 255, 255], 0]);
     await drop(panel, "words.png", "image/png");
-    await panel.getByText("words.png cannot be read as a picture").waitFor();
+    await panel.getByText(/^words.png cannot be read as a picture.$/).waitFor();
     assert.match(await command(), /my 1st/);
     assert.doesNotMatch(await panel.getByLabel("Picture", { exact: true }).innerText(), /words/);
     await then.selectOption("CombinePicturesQKZ");
@@ -130,6 +131,20 @@ test("the reader's own picture is taken, one that is none is told", () =>
     const [saved] = await Promise.all([tab.waitForEvent("download"), panel.getByRole("button", { name: "Save picture" }).click()]);
     const png = readFileSync(await saved.path());
     assert.deepEqual([png.toString("latin1", 1, 4), png.readUInt32BE(16), png.readUInt32BE(20)], ["PNG", 480, 320]);
+  }));
+
+test("pictures of earlier runs make room", () =>
+  visit({}, async (tab) => {
+    const limited = readFileSync(path.join(folder, "playground.js"), "utf8").replace(
+      /addPicture\(name, .* \{/, "$& if (++this.pictures > 2) throw new RangeError('not enough memory');").replace("#module;", "#module; pictures = 0;");
+    await tab.route("**/playground.js", (route) => route.fulfill({ body: limited }));
+    const { panel, step } = await open(tab, "MergePictureQKZ");
+    for (const width of [301, 302, 303]) {
+      await drop(panel, `${width}.png`, "image/png", [width, 200]);
+      await panel.getByText(`${width} × 200 pixels`).waitFor();
+    }
+    await step(2).getByLabel("source2").selectOption({ label: "icon" });
+    await panel.locator(".wrong").filter({ hasText: "MergePictureQKZ returned nil." }).waitFor();
   }));
 
 test("the divider goes by keyboard", () =>

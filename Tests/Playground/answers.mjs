@@ -66,6 +66,17 @@ export function casesOf(forms, rounds) {
       }
     }
   }
+  // By chance hardly anything is found, and of blocks only the beginning is printed: all their bytes are drawn.
+  for (const start of ["0, 0", "70, 50", "71, 50"]) {
+    for (const tolerance of [1, 2, 3, 4]) cases.push(`chelsea.png\tFindPictureQKZ("near.png", x, y, ${start}, ${tolerance})`);
+  }
+  for (let start = 0; start < 210; start += 15) cases.push(`flat.png\tFindPictureQKZ("dot.png", x, y, ${start}, ${start >> 1})`);
+  for (const picture of PICTURES) {
+    for (const wanted of ["reds", "greens", "blues"]) {
+      const blocks = ["reds", "greens", "blues"].map((name) => (name === wanted ? `${name}>"block.raw"` : name));
+      cases.push(`${picture}\tCountColorsQKZ(${blocks.join(", ")}, count)\tRenderSamplesQKZ("block.raw", 1024, 1, 1024, 256, 0)`);
+    }
+  }
   return cases;
 }
 

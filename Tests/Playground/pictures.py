@@ -37,11 +37,13 @@ def faded(picture):
 
 
 def main(folder):
+    piece = photograph("chelsea").crop((70, 50, 100, 71))
     pictures = {
         "noise.png": noise(False), "other.png": noise(False), "alpha.png": noise(True), "flat.png": flat(),
         "coffee.png": photograph("coffee"), "chelsea.png": photograph("chelsea"),
         "faded.png": faded(photograph("astronaut")), "large.png": photograph("chelsea", (640, 427)),
-        "piece.png": photograph("chelsea").crop((70, 50, 100, 71)), "dot.png": Image.new("RGB", (1, 1), "red"),
+        "piece.png": piece, "near.png": piece.point(lambda level: level ^ 2),
+        "dot.png": Image.new("RGB", (1, 1), "red"),
     }
     lines = []
     for name, picture in pictures.items():

@@ -47,16 +47,6 @@ const CairoFunction cairo[] = {
     {"cairo_surface_mark_dirty", [](void*) {}},
 };
 
-/// Premultiplied words, one over the other.
-std::uint32_t over(std::uint32_t above, std::uint32_t below) {
-    const std::uint32_t shows = 255 - (above >> 24);
-    std::uint32_t result = above;
-    for (int shift = 0; shift < 32; shift += 8) {
-        result += ((below >> shift & 0xFF) * shows + 127) / 255 << shift;
-    }
-    return result;
-}
-
 }  // namespace
 
 std::unique_ptr<Surface> Surface::create(Storage, std::int64_t width, std::int64_t height, bool alpha, int) {
@@ -69,10 +59,11 @@ const std::string& pixmapObstacle() {
     return obstacle;
 }
 
-/// Only what the plug-in draws: a picture without a mask, at its size, from its first pixel on.
+/// Only what the plug-in draws: a picture without a mask, at its size, from its first pixel on, onto a new
+/// picture with alpha if it has some.
 void draw(Surface& destination, Area to, Surface& source, Surface* mask, Area from) {
     if (mask || to.x != 0 || to.y != 0 || from.x != 0 || from.y != 0 || to.width != from.width ||
-        to.height != from.height) {
+        to.height != from.height || source.alpha != destination.alpha) {
         throw std::invalid_argument("only a whole picture at its size is drawn here");
     }
     const auto end = [](double wanted, int a, int b) {
@@ -80,13 +71,9 @@ void draw(Surface& destination, Area to, Surface& source, Surface* mask, Area fr
     };
     const int width = end(to.width, source.width, destination.width);
     const int height = end(to.height, source.height, destination.height);
-    std::vector<std::uint32_t> words(static_cast<std::size_t>(std::max(width, 0))), below(words.size());
+    std::vector<std::uint32_t> words(static_cast<std::size_t>(std::max(width, 0)));
     for (int y = 0; y < height && width > 0; ++y) {
         source.read(0, y, width, words.data());
-        destination.read(0, y, width, below.data());
-        for (std::size_t x = 0; x < words.size(); ++x) {
-            words[x] = over(source.alpha ? words[x] : words[x] | opaque, below[x]);
-        }
         destination.write(0, y, width, words.data());
     }
 }

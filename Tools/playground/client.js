@@ -3,6 +3,7 @@
 const MOST_PIXELS = 40e6;
 // Larger ones are shown smaller: drawing them would hold the page up.
 const SHOWN_PIXELS = 3e6;
+const FULL = /not enough memory|out of memory|OutOfMemory/i;
 
 /// Adds a script of the folder to the page, once.
 const scripts = new Map();
@@ -64,7 +65,9 @@ function playgroundWorker(makeEngine, mostPixels, shownPixels) {
 
   const tasks = {
     async picture(name, blob) {
-      const bitmap = await createImageBitmap(blob, { imageOrientation: "from-image" });
+      const bitmap = await createImageBitmap(blob, { imageOrientation: "from-image" }).catch(() => {
+        throw new Error(`${name} cannot be read as a picture`);
+      });
       const full = { width: bitmap.width, height: bitmap.height };
       let image;
       try {
@@ -155,26 +158,42 @@ class Library {
 
   /// {width, height, full, bitmap}: its size, that of the file, and what is shown of it.
   picture(name) {
-    return this.#send(name, () => this.#call("picture", name, this.#blobs.get(name)));
+    return this.#withRoom(() => this.#picture(name));
   }
 
   run(source, steps) {
-    return this.#run("run", source, steps);
+    return this.#withRoom(() => this.#run("run", source, steps));
   }
 
   /// The picture after the steps, as a file.
   png(source, steps) {
-    return this.#run("png", source, steps);
+    return this.#withRoom(() => this.#run("png", source, steps));
+  }
+
+  /// Does the work again with a new worker when memory is full, of pictures that it may not need.
+  async #withRoom(work) {
+    try {
+      const result = await work();
+      if (!FULL.test(result.error)) return result;
+      this.#end(this.#worker, result.error);
+    } catch (error) {
+      if (!FULL.test(error.message)) throw error;
+    }
+    return work();
+  }
+
+  #picture(name) {
+    return this.#send(name, () => this.#call("picture", name, this.#blobs.get(name)));
   }
 
   async #run(method, source, steps) {
     const calls = steps.map(callText);
-    await this.picture(source);
+    await this.#picture(source);
     for (const step of steps) {
       const { parameters } = overloadOf(step);
       for (const [i, { type }] of parameters.entries()) {
         const name = fileOf(step.values[i]);
-        if (name) await (type === "picture" ? this.picture(name) : this.#file(name));
+        if (name) await (type === "picture" ? this.#picture(name) : this.#file(name));
       }
     }
     return this.#call(method, source, calls);
@@ -185,7 +204,7 @@ class Library {
       const value = this.#blobs.get(name);
       if (!value) throw new Error(`there is no file ${name}`);
       if (value instanceof Blob) return this.#call("file", name, await value.arrayBuffer());
-      await this.picture(value.of);
+      await this.#picture(value.of);
       const { string } = await this.#call("run", value.of, [value.call]);
       return this.#call("file", name, string.buffer.slice(string.byteOffset, string.byteOffset + string.length));
     });
@@ -217,8 +236,9 @@ class Library {
       const { resolve, reject, method } = this.#waiting.get(id);
       this.#waiting.delete(id);
       if (error === undefined) return resolve(result);
-      // A call that failed so may have left the library in any state; the next one begins with a new worker.
-      if (method !== "picture") this.#end(worker, error);
+      // A call that failed so may have left the library in any state; the next one begins with a new worker. A file
+      // that is no picture has not reached it.
+      if (method !== "picture" || FULL.test(error)) this.#end(worker, error);
       reject(new Error(error));
     };
     worker.onerror = (event) => this.#end(worker, event.message || "the worker has ended");
@@ -226,6 +246,7 @@ class Library {
   }
 
   #end(worker, error) {
+    if (!worker || worker !== this.#worker) return;  // another panel was first
     worker.terminate();
     this.#worker = null;
     this.#sent.clear();

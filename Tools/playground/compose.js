@@ -32,7 +32,7 @@ function same(a, b) {
 function fault(parameter, text) {
   if (!isNumber(parameter)) return "";
   if (text.trim() === "" || !Number.isFinite(Number(text))) return `${parameter.name} wants a number`;
-  if (parameter.type !== "double" && !Number.isInteger(Number(text))) return `${parameter.name} wants a whole number`;
+  if (parameter.type !== "double" && !/^-?\d+$/.test(text.trim())) return `${parameter.name} wants a whole number`;
   return "";
 }
 
@@ -102,22 +102,33 @@ const TABLES = [
   return { name, formula, text: `"hex:${bytes.join("").toUpperCase()}"` };
 });
 
-// Names that files do not get as variables: words of the language, and names that programs here use themselves.
+// Names that files do not get as variables: those that programs here use themselves, and words of the language.
 const TAKEN = new Set(
-  ("p q n d i r g b x y dim as new if then else end for next to step while wend do loop not and or is mod return call sub function " +
-  "self me true false nil picture color integer double boolean string memoryblock done data table byref exit select case").split(" "),
+  ("p q n d i r g b x y done data reds greens blues count sepia lut3d addressof and app array as assigns boolean break byref " +
+  "byte byval call case catch class color const continue currency date declare delegate dim do double downto each else elseif " +
+  "end enum event exception exit extends false finally for function get global goto handles if implements in inherits integer " +
+  "interface is isa lib loop me memoryblock mod module namespace new next nil not object of optional or paramarray picture " +
+  "private property protected public raise redim rem return select self set shared single soft static step string structure " +
+  "sub super text then to true try until using var variant wend while with xor").split(" "),
 );
 
-function identifier(name) {
-  const words = name.replace(/\.[^.]*$/, "").split(/[^A-Za-z0-9]+/).filter(Boolean);
-  const joined = words.map((w, i) => (i ? w[0].toUpperCase() : w[0].toLowerCase()) + w.slice(1)).join("");
-  return /^[a-z]/i.test(joined) && !TAKEN.has(joined.toLowerCase()) ? joined : `file${joined ? joined[0].toUpperCase() + joined.slice(1) : ""}`;
+/// Words as the name of a variable.
+function joined(words) {
+  return words.split(/[^A-Za-z0-9]+/).filter(Boolean).map((w, i) => (i ? w[0].toUpperCase() : w[0].toLowerCase()) + w.slice(1)).join("");
 }
 
-/// Breaks a line that is too long behind a comma, or else before what is assigned.
+/// A file's name as that of a variable. Tables and methods have names that end like theirs.
+function identifier(file) {
+  const name = joined(file.replace(/\.[^.]*$/, ""));
+  const isFree = /^[a-z]/.test(name) && !TAKEN.has(name.toLowerCase()) && !/(table|qkz)$/i.test(name);
+  return isFree ? name : joined(`file ${name}`);
+}
+
+/// Breaks a line that is too long behind a comma, or else before what is assigned, but no text in quotes.
 function wrapped(line) {
   if (line.length <= LONGEST_LINE || line.trim().startsWith("'")) return line;
-  const at = [", ", "= "].map((mark) => line.lastIndexOf(mark, LONGEST_LINE - 3)).find((place) => place > 0);
+  const bare = line.replace(/"[^"]*"/g, (text) => "_".repeat(text.length));
+  const at = [", ", "= "].map((mark) => bare.lastIndexOf(mark, LONGEST_LINE - 3)).find((place) => place > 0);
   return at ? `${line.slice(0, at + 1)} _\n${wrapped("    " + line.slice(at + 2))}` : line;
 }
 
@@ -163,7 +174,8 @@ class Program {
     const known = this.#files.get(file);
     if (known) return known;
     let name = identifier(file);
-    while ([...this.#files.values()].includes(name)) name += "2";
+    const used = [...this.#files.values()].map((other) => other.toLowerCase());
+    while (used.includes(name.toLowerCase())) name += "2";
     this.#files.set(file, name);
     const kinds = { picture: "the picture", memoryblock: "a MemoryBlock with the bytes of", string: "a String with the bytes of" };
     this.#head.push(`' ${name}: ${kinds[type] ?? ""} ${file}`);
@@ -172,7 +184,7 @@ class Program {
 
   #table(text) {
     const known = TABLES.find((table) => table.text.toLowerCase() === text.toLowerCase());
-    const name = known ? identifier(`${known.name} table`) : "table";
+    const name = known ? joined(`${known.name} table`) : "table";
     if (this.#declared.has(name)) return name;
     this.#declared.add(name);
     if (!known) {
@@ -224,7 +236,7 @@ class Program {
   }
 
   #instance(step) {
-    const name = identifier(step.form.key.replace(/^Picture|QKZ$/g, ""));
+    const name = joined(step.form.key.replace(/^Picture|QKZ$/g, ""));
     if (!this.#declared.has(name)) this.#lines.push(`Dim ${name} As New ${step.form.key}`);
     else this.#lines.push(`${name} = New ${step.form.key}`);
     this.#declared.add(name);

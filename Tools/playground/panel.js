@@ -505,11 +505,13 @@ class Panel {
     try {
       picture = await library.picture(source);
     } catch (error) {
-      if (playgroundForms.pictures[source]) throw error;
+      if (playgroundForms.pictures[source] || FULL.test(error.message)) throw error;
       library.drop(source);
-      this.source = this.lastSource;
-      this.choose.set(this.source);
-      throw new Error(`${source} cannot be read as a picture`);
+      if (this.source === source) {  // not another one in the meantime
+        this.source = this.lastSource ?? formOf(this.key).source;
+        this.choose.set(this.source);
+      }
+      throw error;
     }
     const { width, height, full } = picture;
     this.shown = this.lastSource = source;
@@ -560,7 +562,7 @@ class Panel {
   }
 
   #tellOf(error) {
-    if (!this.shown) return this.#fail(error);
+    if (!this.lastSource) return this.#fail(error);
     this.status.textContent = `${error.message}.`;
     this.status.classList.add("wrong");
   }

@@ -300,11 +300,13 @@ inline constexpr DrawPicture<RBInteger> drawPictureWhole{QKZ_DRAW_PICTURE("Integ
 
 }  // namespace hostmethod
 
-// The layout is the host's: every size and offset is fixed. Where pointers are shorter, as in WebAssembly,
-// host and plug-in are compiled together.
-#if UINTPTR_MAX == UINT64_MAX
+// The layout is the host's: every size and offset is fixed. In WebAssembly, where pointers are shorter, host
+// and plug-in are compiled together.
+#ifndef __wasm__
 
 #define QKZ_OFFSET(record, field, bytes) static_assert(offsetof(record, field) == (bytes))
+
+static_assert(sizeof(void*) == 8 && sizeof(std::size_t) == 8);
 
 static_assert(sizeof(REALattribute) == 16);
 QKZ_OFFSET(REALattribute, name, 0);
