@@ -63,7 +63,7 @@ describe("each page: every panel opens and shows what its words begin with", { c
         const { panel, entry, pixels } = await open(tab, key);
         const told = await panel.locator(".try-told, .try-status").allInnerTexts();
         const wrong = await panel.locator(".wrong").allInnerTexts();
-        assert.deepEqual(wrong, kind === "module" ? ["PlatformNotSupportedException: iOS only"] : [], key);
+        assert.deepEqual(wrong, kind === "module" ? [`${key} raised PlatformNotSupportedException: iOS only`] : [], key);
         const after = await pixels("after");
         const before = await pixels("before");
         const answers = told.some(Boolean) || (await panel.locator(".try-facts").innerText()).includes("bytes");
