@@ -10,8 +10,6 @@
 namespace qkzhost {
 namespace {
 
-constexpr std::uint32_t opaque = 0xFF000000;
-
 /// A Cairo image surface and, as the plug-in needs no more of it, its context.
 class MemorySurface : public Surface {
  public:

@@ -74,6 +74,7 @@ const char* const examples = R"(Examples:
   qkz run photo.jpg 'Threshold(128)' 'ReplaceColor(#000000, #274C5A)' -o poster.png
   qkz run photo.jpg 'MergePicture($, "other.png")' -o both.png     $ is the current picture
   qkz run photo.jpg 'InvertQKZ(left=100, top=100, width=50, height=50)' -o part.png
+  qkz run *.jpg 'ChangeContrast(0.2)' -o out/{name}.png --jobs 2              many files
   qkz test scan.png 'isGray(5)' && echo gray
   qkz help ChangeContrast                     what a method does, with its parameters
   qkz list mask                               methods that have to do with masks
