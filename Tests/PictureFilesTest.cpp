@@ -102,6 +102,7 @@ TEST_F(PictureFiles, TurnsAndKeepsWhatStaysTrue) {
         image.set(VIPS_META_ORIENTATION, orientation);
         image.set("exif-ifd0-Artist", "somebody (somebody, ASCII, 9 components, 9 bytes)");
         image.set("exif-ifd2-ColorSpace", "65535 (Uncalibrated, Short, 1 components, 2 bytes)");
+        image.set("jpeg-thumbnail-data", nullptr, const_cast<char*>("shows the old one"), 17);
         image.write_to_file((folder / "a.jpg").c_str());
         const PictureFile opened = readPicture(host, folder / "a.jpg");
         auto& surface = host.objects.surface(opened.picture);
@@ -120,6 +121,7 @@ TEST_F(PictureFiles, TurnsAndKeepsWhatStaysTrue) {
             ASSERT_NE(written.get_typeof("exif-ifd0-Artist"), 0) << name;
             EXPECT_EQ(std::string(written.get_string("exif-ifd0-Artist")).substr(0, 9), "somebody ") << name;
             EXPECT_EQ(written.get_string("exif-ifd2-ColorSpace")[0], '1') << name;
+            EXPECT_EQ(written.get_typeof("jpeg-thumbnail-data"), 0) << name;
         }
     }
 }

@@ -355,7 +355,7 @@ TEST_F(Qkz, DoesManyFiles) {
     create_directory(made);
     const auto file = [this](const char* name) { return (folder / name).string(); };
     std::string files;
-    for (const char* name : {"a.png", "b c.png", "d.png", "e.png"}) {
+    for (const char* name : {"a.png", "Invert c.png", "d.png", "e.png"}) {
         std::filesystem::copy_file(in, file(name));
         files += " '" + file(name) + "'";
     }
@@ -364,12 +364,12 @@ TEST_F(Qkz, DoesManyFiles) {
                       output = " -o '" + (made / "{name}.jpg").string() + "' --jobs 2";
     const Outcome first = command(run + "InvertQKZ isWhiteQKZ" + output + plugin);
     EXPECT_EQ(first.status, 2);
-    EXPECT_NE(first.text.find(file("b c.png") + ": false\n"), std::string::npos) << first.text;
+    EXPECT_NE(first.text.find(file("Invert c.png") + ": false\n"), std::string::npos) << first.text;
     EXPECT_NE(first.text.find("3 of 4 files done in "), std::string::npos) << first.text;
     EXPECT_NE(first.text.find("; 1 failed:\n  " + file("d.png") + ": is damaged"), std::string::npos)
         << first.text;
     EXPECT_EQ(first.text.find(" left"), std::string::npos) << "progress, though there is no terminal";
-    EXPECT_EQ(readArgb(made / "b c.jpg").width, 4);
+    EXPECT_EQ(readArgb(made / "Invert c.jpg").width, 4);
     EXPECT_FALSE(exists(made / "d.jpg"));
     writeFile(made / "a.jpg", "mine", 4);
     remove(made / "e.jpg");
@@ -383,6 +383,9 @@ TEST_F(Qkz, DoesManyFiles) {
     fails(pictures + file("no/{name}.png"), "no: there is no such folder");
     fails("run " + file("a.png") + " made/a.png InvertQKZ -o " + file("{name}.jpg"),
           "would be written twice");
+    command("run a.png 'Invert c.png' InvertQKZ -o '{name}, {name}.jpg'" + plugin,
+            "cd " + folder.string() + "; ");
+    EXPECT_TRUE(exists(folder / "Invert c, Invert c.jpg")) << "a file's name may begin like a call";
     EXPECT_EQ(command("run" + files + plugin + "isWhiteQKZ", "rm " + file("d.png") + "; ").status, 2);
 }
 

@@ -222,15 +222,19 @@ std::vector<path> outputsOf(const Work& work) {
     if (!work.output) return {};
     constexpr std::string_view place = "{name}";
     const std::string pattern = work.output->string();
-    const std::size_t at = pattern.find(place);
-    if (at == pattern.npos) {
+    if (pattern.find(place) == pattern.npos) {
         throw UsageError("several files want {name} in -o, such as -o 'out/{name}.png'");
     }
     std::vector<path> outputs;
     std::set<path> all;
     for (const path& file : work.files) {
         if (file == "-") throw UsageError("standard input is not one of several files");
-        const path output = std::string(pattern).replace(at, place.size(), file.stem().string());
+        const std::string name = file.stem().string();
+        std::string filled = pattern;
+        for (std::size_t at = 0; (at = filled.find(place, at)) != filled.npos; at += name.size()) {
+            filled.replace(at, place.size(), name);
+        }
+        const path output = filled;
         if (!all.insert(output.lexically_normal()).second) {
             throw UsageError(output.string() + " would be written twice, the second time for " +
                              file.string());

@@ -199,7 +199,10 @@ class Studio {
         std::string pictures, note;
         if (same) {
             pictures = shown(before, source, source);
-            if (session.picture().get() != opened) note = "It is the same as before.";
+            if (session.picture().get() != opened) {
+                note = "It is the same as before.";
+                command += " -o out.png";
+            }
         } else {
             const std::string name = std::string(words.name) + ".png";
             fromFile([&] { session.save(name); });

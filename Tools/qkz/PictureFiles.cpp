@@ -65,7 +65,18 @@ auto onFile(const path& file, const char* what, F function) {
     try {
         return function();
     } catch (const vips::VError&) {
-        fail(file, what + reason());
+        const std::string why = reason();
+        fail(file, why.empty() ? what : what + (": " + why));
+    }
+}
+
+/// For functions that the library calls: exceptions do not pass C.
+template <class F>
+int succeeds(F function) {
+    try {
+        return function() ? 0 : -1;
+    } catch (const std::exception&) {
+        return -1;
     }
 }
 
@@ -103,7 +114,7 @@ VImage opened(const path& file, const Limits& limits) {
         return first.size() >= k.at && first.substr(k.at).starts_with(k.mark);
     });
     if (kind == std::end(kinds)) fail(file, "is no PNG, JPEG, WebP, TIFF, GIF, BMP or HEIC file");
-    return onFile(file, "is damaged: ", [&] {
+    return onFile(file, "is damaged", [&] {
         VImage image;
         auto* const options = VImage::option()
                                   ->set("out", &image)
@@ -244,17 +255,18 @@ struct Arriving {
     OwnedPicture picture{};
     bool refused = false;
 
-    int take(VipsRegion* region, const VipsRect& area) {
+    bool take(VipsRegion* region, const VipsRect& area) {
+        refused = !picture;
         if (!picture) picture = host.newPicture(header.width, header.height, header.alpha);
         refused = !picture;
-        if (refused) return -1;
+        if (refused) return false;
         Surface& surface = host.objects.surface(picture);
         for (int y = area.top; y < area.top + area.height; ++y) {
             convert(VIPS_REGION_ADDR(region, 0, y), image.bands(), words);
             surface.fromArgb(words);
             surface.write(0, y, surface.width, words.data());
         }
-        return 0;
+        return true;
     }
 };
 
@@ -280,7 +292,7 @@ struct Leaving {
     Surface& surface;
     std::mutex one{};
 
-    int give(VipsRegion* region) {
+    bool give(VipsRegion* region) {
         const VipsRect& area = region->valid;
         thread_local std::vector<std::uint32_t> words;
         words.resize(static_cast<std::size_t>(area.width));
@@ -300,7 +312,7 @@ struct Leaving {
                 *to++ = static_cast<std::uint8_t>(word >> 24);
             }
         }
-        return 0;
+        return true;
     }
     static std::uint8_t* put(std::uint8_t* to, std::uint32_t word) {
         to[0] = static_cast<std::uint8_t>(word >> 16);
@@ -316,7 +328,7 @@ PictureHeader readHeader(const path& file, const Limits& limits) { return header
 
 PictureFile readPicture(Host& host, const path& file, const Limits& limits) {
     PictureFile result;
-    onFile(file, "is damaged: ", [&] {
+    onFile(file, "is damaged", [&] {
         VImage image = opened(file, limits);
         const PictureHeader header = headerOf(image);
         result.metadata = metadataOf(image);
@@ -324,7 +336,7 @@ PictureFile readPicture(Host& host, const path& file, const Limits& limits) {
         if (vips_image_get_orientation(image.get_image()) > 1) image = image.copy_memory().autorot();
         Arriving arriving{host, header, image};
         const auto take = [](VipsRegion* region, VipsRect* area, void* to) {
-            return static_cast<Arriving*>(to)->take(region, *area);
+            return succeeds([&] { return static_cast<Arriving*>(to)->take(region, *area); });
         };
         if (vips_sink_disc(image.get_image(), take, &arriving) != 0) {
             if (arriving.refused) fail(file, "no picture of this size can be made");
@@ -365,12 +377,14 @@ void writePicture(Host& host, REALpictureStruct* picture, const path& file, cons
         vips_image_map(metadata->exif.get_image(), copy, made);
         vips_image_set_int(made, VIPS_META_ORIENTATION, 1);
         vips_image_set_string(made, "exif-ifd2-ColorSpace", "1 (sRGB, Short, 1 components, 2 bytes)");
+        // The old thumbnail is in the bytes of the EXIF data; an empty one takes its place.
+        vips_image_set_blob(made, "jpeg-thumbnail-data", nullptr, "", 0);
     }
     const auto give = [](VipsRegion* region, void*, void* from, void*, gboolean*) {
-        return static_cast<Leaving*>(from)->give(region);
+        return succeeds([&] { return static_cast<Leaving*>(from)->give(region); });
     };
     VipsBlob* bytes = nullptr;
-    onFile(file, "cannot be written: ", [&] {
+    onFile(file, "cannot be written", [&] {
         if (vips_image_generate(made, nullptr, give, nullptr, &leaving, nullptr) != 0) throw vips::VError();
         const auto target = vips::VTarget::new_to_memory();
         auto* const options = VImage::option()->set("in", image)->set("target", target);

@@ -57,12 +57,25 @@ Stream openToWrite(const path& file, int flags, mode_t mode = 0) {
     return {descriptor < 0 ? nullptr : fdopen(descriptor, "wb"), &std::fclose};
 }
 
-/// Returns when all of it has arrived; on the disk, where there is one (a pipe, say, cannot be synchronised).
+/// Whether all of it has arrived; on the disk, where there is one (a pipe, say, cannot be synchronised).
+bool written(std::FILE* out, const void* bytes, std::size_t count) {
+    return out && std::fwrite(bytes, 1, count, out) == count && std::fflush(out) == 0 &&
+           (fsync(fileno(out)) == 0 || errno == EINVAL || errno == EROFS);
+}
+
 void writeAndClose(Stream out, const path& file, const void* bytes, std::size_t count) {
-    const bool written = out && std::fwrite(bytes, 1, count, out.get()) == count &&
-                         std::fflush(out.get()) == 0 &&
-                         (fsync(fileno(out.get())) == 0 || errno == EINVAL || errno == EROFS);
-    if (!written || std::fclose(out.release()) != 0) fail(file, systemError());
+    if (!written(out.get(), bytes, count) || std::fclose(out.release()) != 0) fail(file, systemError());
+}
+
+/// The first of some names in a folder with which `make` does not meet a file; empty, with errno set, where
+/// it fails.
+template <class Make>
+path newName(const path& folder, Make make) {
+    for (int number = 0;; ++number) {
+        path name = folder / (".qkz-" + std::to_string(getpid()) + '-' + std::to_string(number));
+        if (make(name)) return name;
+        if (errno != EEXIST) return {};
+    }
 }
 
 }  // namespace
@@ -106,12 +119,17 @@ void writeFile(const path& file, const void* bytes, std::size_t count) {
     path target = file;  // where the links lead, be there a file or not
     while (std::filesystem::is_symlink(target))
         target = target.parent_path() / std::filesystem::read_symlink(target);
+    const path folder = target.has_parent_path() ? target.parent_path() : ".";
+    const mode_t mode = existing ? old.st_mode & 0777 : 0666;
+    // It has no name before it is whole, so that nothing is left of an interrupted one; where the file system
+    // knows no such files it has another name.
+    Stream out = openToWrite(folder, O_TMPFILE, mode);
     path temporary;
-    Stream out(nullptr, &std::fclose);
-    for (int number = 0; !out && (number == 0 || errno == EEXIST); ++number) {
-        temporary =
-            target.parent_path() / (".qkz-" + std::to_string(getpid()) + '-' + std::to_string(number));
-        out = openToWrite(temporary, O_CREAT | O_EXCL, existing ? old.st_mode & 0777 : 0666);
+    if (!out) {
+        temporary = newName(folder, [&](const path& name) {
+            out = openToWrite(name, O_CREAT | O_EXCL, mode);
+            return out != nullptr;
+        });
     }
     if (!out) fail(file, systemError());
     try {
@@ -120,8 +138,17 @@ void writeFile(const path& file, const void* bytes, std::size_t count) {
             [[maybe_unused]] const int given = fchown(fileno(out.get()), old.st_uid, old.st_gid);
             if (fchmod(fileno(out.get()), old.st_mode & 07777) != 0) fail(file, systemError());
         }
-        writeAndClose(std::move(out), file, bytes, count);
-        if (std::rename(temporary.c_str(), target.c_str()) != 0) fail(file, systemError());
+        if (!written(out.get(), bytes, count)) fail(file, systemError());
+        if (temporary.empty()) {
+            const std::string nameless = "/proc/self/fd/" + std::to_string(fileno(out.get()));
+            temporary = newName(folder, [&](const path& name) {
+                return linkat(AT_FDCWD, nameless.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+            });
+        }
+        if (temporary.empty() || std::fclose(out.release()) != 0 ||
+            std::rename(temporary.c_str(), target.c_str()) != 0) {
+            fail(file, systemError());
+        }
     } catch (...) {
         unlink(temporary.c_str());
         throw;

@@ -12,12 +12,13 @@ using std::filesystem::path;
 
 bool isFile(const Session& session, const std::string& word) {
     const std::string name = word.substr(0, word.find_first_of("(= \t\n"));
-    if (session.knows(name)) return false;
     const std::string ending = path(word).extension().string();
+    const bool ends = ending.size() > 2 && std::all_of(ending.begin() + 1, ending.end(),
+                                                       [](unsigned char c) { return std::isalnum(c); });
     std::error_code ignored;
-    return word == "-" || exists(path(word), ignored) ||
-           (ending.size() > 2 &&
-            std::all_of(ending.begin() + 1, ending.end(), [](unsigned char c) { return std::isalnum(c); }));
+    const bool there = exists(path(word), ignored);
+    if (session.knows(name)) return there && ends;  // such as "Invert copy.jpg"
+    return word == "-" || there || ends;
 }
 
 bool isPictureName(const path& file) {
