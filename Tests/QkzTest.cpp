@@ -480,6 +480,27 @@ TEST_F(Qkz, TellsWhatIsWrong) {
     EXPECT_EQ(command("list --plugin " + file).status, 2) << "no library";
 }
 
+TEST_F(Qkz, KeepsWhatAFileSaysOfItsPictureAlone) {
+    const std::string from = (folder / "a.jpg").string(), to = (folder / "b.PPIC").string();
+    vips::VImage image = qkztest::libraryImage(photo);
+    image.set("exif-ifd0-Artist", "somebody (somebody, ASCII, 9 components, 9 bytes)");
+    image.write_to_file(from.c_str());
+    const std::pair<std::string, bool> cases[] = {{"Invert", true},
+                                                  {"PictureSepia", true},
+                                                  {"'MergePicture($, $)'", true},
+                                                  {"'RenderSamples(\"text:abcd\", 4, 1, 9, 9, 1)'", false},
+                                                  {"'BinaryStringtoPicture(\"" + to + "\")'", false}};
+    EXPECT_EQ(command("run " + from + " Invert -o " + to + plugin).status, 0);
+    EXPECT_EQ(command("info " + to + plugin).text.substr(0, 5), "4 x 3");
+    for (const auto& [call, keeps] : cases) {
+        const std::string made = (folder / "made.jpg").string();
+        EXPECT_EQ(command("run " + from + ' ' + call + " -o " + made + plugin).text, "") << call;
+        vips_cache_set_max(0);
+        const vips::VImage written = vips::VImage::new_from_file(made.c_str());
+        EXPECT_EQ(written.get_typeof("exif-ifd0-Artist") != 0, keeps) << call;
+    }
+}
+
 TEST_F(Qkz, SaysWhyThereIsNoResult) {
     writeArgb({1, 1, false, {0}}, out);
     const std::string run = "run -o none.png " + in.string();

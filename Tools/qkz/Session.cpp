@@ -146,8 +146,10 @@ std::string_view asText(std::span<const std::uint8_t> bytes) {
 
 }  // namespace
 
+bool isPacked(const path& file) { return sameText(file.extension().string(), ".ppic"); }
+
 void Session::open(const path& file) {
-    if (file.extension() != ".ppic" || host_.registry.find("BinaryStringtoPictureQKZ").empty()) {
+    if (!isPacked(file) || host_.registry.find("BinaryStringtoPictureQKZ").empty()) {
         PictureFile read = fromFile([&] { return readPicture(host_, file, limits_); });
         current_ = std::move(read.picture);
         metadata_ = std::move(read.metadata);
@@ -233,7 +235,7 @@ void Session::save(const path& file, const Encoding& encoding) const {
         fromFile([&] { writeFile(file, bytes.data(), bytes.size()); });
     };
     if (lastString_) return write(*lastString_);
-    if (file.extension() == ".ppic") {
+    if (isPacked(file)) {
         const Value packed = host_.call("PicturetoBinaryStringQKZ", {current_});
         checkException();
         return write(host_.objects.text(packed.string()));
@@ -399,6 +401,11 @@ void Session::deliver(const Method& method, const Prepared& prepared, const Valu
     if (result.as<OwnedString>()) {
         lastString_ = host_.objects.text(result.string());
     } else if (result.as<OwnedObject>() && host_.objects.classOf(result.object()) == "Picture") {
+        const auto isCurrent = [this](const Value& value) {
+            return value.as<OwnedObject>() && value.lentObject() == current_.get();
+        };
+        // What the file says of its picture is not true of one that was made of something else.
+        if (std::none_of(prepared.values.begin(), prepared.values.end(), isCurrent)) metadata_ = nullptr;
         current_ = result.picture();
     } else {
         if (result.as<bool>()) lastTruth_ = result.boolean();

@@ -46,6 +46,9 @@ auto fromFile(F function) {
     }
 }
 
+/// Whether the name is one of a packed picture, as PicturetoBinaryStringQKZ makes them.
+bool isPacked(const std::filesystem::path&);
+
 /// What becomes of a call: the current picture is another or has changed, or there is a string, or neither.
 enum class Gives { value, picture, string };
 

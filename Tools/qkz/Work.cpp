@@ -54,7 +54,7 @@ void check(Session& session, const Work& work) {
         throw UsageError(work.output->string() + ": " + work.calls.back() +
                          " gives a string, which is no picture; name it .ppic or .txt, say");
     }
-    if (work.output->extension() != ".ppic") fromFile([&] { checkPictureName(*work.output, work.encoding); });
+    if (!isPacked(*work.output)) fromFile([&] { checkPictureName(*work.output, work.encoding); });
 }
 
 void doFile(Session& session, const Work& work, const path& file, const std::optional<path>& output) {

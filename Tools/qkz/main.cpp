@@ -49,7 +49,7 @@ path besideExecutable(const char* name, const char* remedy) {
 /// What there is to say of a picture file. Of a packed picture only its pixels tell.
 void printInfo(Session& session, const path& file, const Limits& limits, Storage storage) {
     PictureHeader header;
-    if (file.extension() == ".ppic") {
+    if (isPacked(file)) {
         session.open(file);
         header = session.header();
     } else {
