@@ -126,6 +126,13 @@ TEST_F(PictureFiles, TurnsAndKeepsWhatStaysTrue) {
     }
 }
 
+TEST_F(PictureFiles, FindsEveryTimeThatTheEndIsMissing) {
+    const path file = folder / "small.png";
+    qkztest::writeArgb({4, 3, false, std::vector<std::uint32_t>(12, 0xFF123456)}, file);
+    resize_file(file, file_size(file) - 20);
+    for (int i = 0; i < 60; ++i) EXPECT_THROW(readPicture(host, file), std::runtime_error);
+}
+
 TEST_F(PictureFiles, BringsColoursIntoSrgb) {
     // From the wider primaries of Display P3, which has sRGB's curve.
     constexpr double matrix[3][3] = {{1.2249, -0.2247, 0}, {-0.0420, 1.0419, 0}, {-0.0197, -0.0786, 1.0979}};

@@ -334,6 +334,9 @@ PictureFile readPicture(Host& host, const path& file, const Limits& limits) {
         result.metadata = metadataOf(image);
         image = ready(image);
         if (vips_image_get_orientation(image.get_image()) > 1) image = image.copy_memory().autorot();
+        // With several workers the library at times loses the error of one, and half a file passes as whole.
+        image = image.copy();
+        image.set(VIPS_META_CONCURRENCY, 1);
         Arriving arriving{host, header, image};
         const auto take = [](VipsRegion* region, VipsRect* area, void* to) {
             return succeeds([&] { return static_cast<Arriving*>(to)->take(region, *area); });
