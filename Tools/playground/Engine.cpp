@@ -67,7 +67,9 @@ class Engine {
     }
     /// The words of the answer's picture as it keeps them; of one without alpha the top byte is 255.
     val words() {
-        fill(host().objects.surface(answer_.picture));
+        Surface& surface = host().objects.surface(answer_.picture);
+        fill(surface);
+        if (!surface.alpha) surface.toArgb(words_);
         return view(words_);
     }
     val string() {
@@ -84,15 +86,13 @@ class Engine {
         return val(typed_memory_view(content.size(), content.data()));
     }
 
-    /// Copies the surface's words; the top byte of those without alpha becomes 255.
+    /// Copies the surface's words.
     void fill(Surface& surface) {
         const auto width = static_cast<std::size_t>(surface.width);
         words_.resize(width * static_cast<std::size_t>(surface.height));
         for (int y = 0; y < surface.height; ++y) {
             surface.read(0, y, surface.width, &words_[static_cast<std::size_t>(y) * width]);
         }
-        const std::uint32_t filled = surface.alpha ? 0 : 0xFF000000;
-        for (std::uint32_t& word : words_) word |= filled;
     }
 
     qkzplayground::Playground playground_{host()};

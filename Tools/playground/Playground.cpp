@@ -1,6 +1,5 @@
 #include "Playground.h"
 
-#include <iostream>
 #include <sstream>
 
 #include "Files.h"
@@ -8,30 +7,8 @@
 #include "Session.h"
 
 namespace qkzplayground {
-namespace {
 
 using namespace qkzhost;
-
-/// Standard output until the scope ends.
-class Output {
- public:
-    Output() : before_(std::cout.rdbuf(text_.rdbuf())) {}
-    ~Output() { std::cout.rdbuf(before_); }
-    Output(const Output&) = delete;
-    Output& operator=(const Output&) = delete;
-    /// What was printed since the last time.
-    std::string take() {
-        std::string result = text_.str();
-        text_.str("");
-        return result;
-    }
-
- private:
-    std::ostringstream text_;
-    std::streambuf* const before_;
-};
-
-}  // namespace
 
 void Playground::addPicture(const std::string& name, Image image) {
     originals_.erase(name);
@@ -57,13 +34,14 @@ OwnedPicture Playground::copyOf(const std::string& name) {
 
 Answer Playground::run(const std::string& picture, const std::vector<std::string>& calls) {
     Answer answer;
-    Output output;
-    qkz::Session session(host_, {});
+    std::ostringstream printed;
+    qkz::Session session(host_, {}, printed);
     try {
         session.open(copyOf(picture));
         for (const std::string& call : calls) {
             session.run(call);
-            answer.printed.push_back(output.take());
+            answer.printed.push_back(printed.str());
+            printed.str("");
         }
     } catch (const std::bad_alloc&) {
         answer.error = "not enough memory";
@@ -76,9 +54,9 @@ Answer Playground::run(const std::string& picture, const std::vector<std::string
 }
 
 std::string Playground::declarations() const {
-    Output output;
-    qkz::list(host_);
-    return output.take();
+    std::ostringstream text;
+    qkz::list(host_, text);
+    return text.str();
 }
 
 }  // namespace qkzplayground

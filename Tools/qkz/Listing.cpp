@@ -1,6 +1,6 @@
 #include "Listing.h"
 
-#include <iostream>
+#include <ostream>
 #include <string>
 #include <utility>
 
@@ -8,9 +8,9 @@ namespace qkz {
 
 using namespace qkzhost;
 
-void list(const Host& host) {
-    std::cout << "Host " << host.settings.version << ", plug-in interface " << host.sdkVersion << '\n';
-    const auto section = [](const std::string& title) { std::cout << '\n' << title << '\n'; };
+void list(const Host& host, std::ostream& out) {
+    out << "Host " << host.settings.version << ", plug-in interface " << host.sdkVersion << '\n';
+    const auto section = [&out](const std::string& title) { out << '\n' << title << '\n'; };
     bool globals = false;
     for (const Registration& r : host.registry.registrations()) {
         switch (r.kind) {
@@ -29,21 +29,21 @@ void list(const Host& host) {
                 break;
         }
         for (const RegisteredProperty& p : r.properties) {
-            std::cout << "  " << p.name << " as " << p.type;
+            out << "  " << p.name << " as " << p.type;
             for (const auto& [name, value] : p.attributes) {
-                std::cout << "  [" << name << (value.empty() ? "" : " ") << value << ']';
+                out << "  [" << name << (value.empty() ? "" : " ") << value << ']';
             }
-            std::cout << '\n';
+            out << '\n';
         }
         for (const Method& method : host.registry.methods()) {
             if (method.owner != r.name) continue;
-            std::cout << "  " << method.text();
+            out << "  " << method.text();
             for (const auto& [name, value] : method.attributes) {
-                std::cout << "  [" << name << ' ' << value << ']';
+                out << "  [" << name << ' ' << value << ']';
             }
-            std::cout << '\n';
+            out << '\n';
         }
-        for (const RegisteredDelegate& d : r.delegates) std::cout << "  Delegate " << d.declaration << '\n';
+        for (const RegisteredDelegate& d : r.delegates) out << "  Delegate " << d.declaration << '\n';
     }
 }
 

@@ -1,11 +1,13 @@
 // Everything that the plug-in registers.
 #pragma once
 
+#include <ostream>
+
 #include "Host.h"
 
 namespace qkz {
 
-/// Prints it to standard output, in the order of registration; all global methods stand where the first is.
-void list(const qkzhost::Host&);
+/// Prints it in the order of registration; all global methods stand where the first is.
+void list(const qkzhost::Host&, std::ostream&);
 
 }  // namespace qkz

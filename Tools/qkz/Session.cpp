@@ -140,6 +140,20 @@ std::string literal(const std::string& text, Type type) {
     return text;
 }
 
+/// What a class is given. Throws UsageError where that is not written as properties are.
+const std::vector<WrittenArgument>& properties(const WrittenCall& call) {
+    if (call.assigned) throw UsageError(call.name + " is a class and cannot be assigned to");
+    for (const WrittenArgument& argument : call.arguments) {
+        if (argument.key.empty()) {
+            throw UsageError(call.name + ": write Property=value, not " + argument.text);
+        }
+        if (!argument.file.empty()) {
+            throw UsageError(call.name + ": the property " + argument.key + " cannot be saved");
+        }
+    }
+    return call.arguments;
+}
+
 std::string_view asText(std::span<const std::uint8_t> bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
@@ -468,24 +482,17 @@ bool Session::isTable(const WrittenArgument& argument) const {
 }
 
 void Session::checkClass(const Registration& type, const WrittenCall& call) const {
-    if (call.assigned) throw UsageError(call.name + " is a class and cannot be assigned to");
-    for (const WrittenArgument& argument : call.arguments) {
-        if (argument.key.empty()) {
-            throw UsageError(call.name + ": write Property=value, not " + argument.text);
-        }
-        if (!argument.file.empty()) {
-            throw UsageError(call.name + ": the property " + argument.key + " cannot be saved");
-        }
+    for (const WrittenArgument& argument : properties(call)) {
         if (!isTable(argument)) propertyValue(type, argument);
     }
 }
 
 /// A new instance with its properties set and run; its destination becomes the current picture.
 void Session::runClass(const Registration& type, const WrittenCall& call) {
-    checkClass(type, call);
+    const auto& written = properties(call);
     const OwnedObject instance = host_.newInstance(type.name);
     host_.setProperty(instance, "SourcePicture", current_);
-    for (const WrittenArgument& argument : call.arguments) {
+    for (const WrittenArgument& argument : written) {
         if (isTable(argument)) {
             fillTable(host_, instance, fromFile([&] { return readCube(path(argument.text)); }));
         } else if (!host_.setProperty(instance, argument.key, propertyValue(type, argument))) {

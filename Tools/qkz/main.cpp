@@ -183,7 +183,7 @@ int run(int argc, char** argv, int& failure) {
     });
     if (debug) switchDebuggingOn(host);
     if (*listing) {
-        list(host);
+        list(host, std::cout);
         return 0;
     }
     if (app.got_subcommand("describe")) {
