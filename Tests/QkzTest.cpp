@@ -257,6 +257,27 @@ TEST_F(Qkz, TakesCallsAsPeopleWriteThem) {
     EXPECT_EQ(command(begin + "'FindPicture($, x, y, StartY=1)'").text, "false\nx = 0\ny = 0\n");
 }
 
+TEST_F(Qkz, ChangesStripsAsItDoesWholePictures) {
+    photo = {61, 83, true, {}};
+    for (std::uint32_t i = 0; i < 61 * 83; ++i) photo.words.push_back(i * 2654435761u);
+    photo.words[61 * 40] = 0xFF102030;
+    writeArgb(photo, in);
+    const path whole = folder / "whole.png";
+    for (const char* calls :
+         {"'ChangeBrightnessAbsolute(0.3)'", "'ChangeBrightnessLinear(0.3, -0.2, 0)'",
+          "'ChangeContrastBrightnessAbsolute(0.3, 0.1)'", "'ChangeContrastBrightnessLinear(0.3, -0.1)'",
+          "'ChangeContrast(0.3, 0, -0.3)'", "'ChangeCustom(1.5, -20)'", "'ChangeSaturation(40)'",
+          "'ExtractColor(#102030, #FF0000, #00FF00)'", "InvertGray", "Invert 'Threshold(100)'",
+          "'PictureSepia(SepiaRed=40, FactorBlue=0.9)'", "'PictureSepia(MinY=20, MaxX=30)'",
+          "'ReplaceColor(#102030, #FFFFFF)'", "'TintPicture($, #102030, #C08040)'",
+          "'Invert(left=3, top=5, width=20, height=60)'"}) {
+        const std::string run = "run " + in.string() + plugin + calls + " -o ";
+        ASSERT_EQ(command(run + out.string()).text, "") << calls;
+        ASSERT_EQ(command("--debug " + run + whole.string()).status, 0) << calls;  // never in strips
+        EXPECT_EQ(readFile(out), readFile(whole)) << calls;
+    }
+}
+
 TEST_F(Qkz, AnswersByItsStatus) {
     const std::tuple<const char*, int, const char*> cases[] = {
         {"'isGray(255)'", 0, ""},

@@ -129,8 +129,7 @@ class Batch {
                 throw UsageError(output->string() + " is there already; --force writes over it");
             }
         }
-        Session session(host_, limits_);
-        doFile(session, work_, work_.files[file], output);
+        doFile(host_, limits_, work_, work_.files[file], output);
     }
 
     void giveNext(Worker& worker) {

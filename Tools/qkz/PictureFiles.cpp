@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <mutex>
+#include <exception>
 #include <string_view>
 #include <vips/vips8>
 
@@ -244,28 +244,33 @@ auto rowConversion(const VImage& image) {
     return conversions[image.format() == VIPS_FORMAT_USHORT][std::min(image.bands(), 4) - 1];
 }
 
-/// The host's picture that rows go to. It is made when the first ones come, which those of a file that
-/// announces more than it has may never do.
+/// Puts rows of an image into a picture of the host's.
 struct Arriving {
     Host& host;
     const PictureHeader header;
     const VImage image;
     decltype(rowConversion(image)) convert = rowConversion(image);
     std::vector<std::uint32_t> words = std::vector<std::uint32_t>(static_cast<std::size_t>(header.width));
-    OwnedPicture picture{};
+    OwnedPicture picture{};  // made when the first rows come, which those of a file cut short may never do
     bool refused = false;
 
-    bool take(VipsRegion* region, const VipsRect& area) {
+    bool makePicture(int height) {
+        picture = host.newPicture(header.width, height, header.alpha);
         refused = !picture;
-        if (!picture) picture = host.newPicture(header.width, header.height, header.alpha);
-        refused = !picture;
-        if (refused) return false;
+        return !refused;
+    }
+    /// Row `from.top` becomes the picture's row `top`.
+    void put(VipsRegion* region, const VipsRect& from, int top) {
         Surface& surface = host.objects.surface(picture);
-        for (int y = area.top; y < area.top + area.height; ++y) {
-            convert(VIPS_REGION_ADDR(region, 0, y), image.bands(), words);
+        for (int y = 0; y < from.height; ++y) {
+            convert(VIPS_REGION_ADDR(region, 0, from.top + y), image.bands(), words);
             surface.fromArgb(words);
-            surface.write(0, y, surface.width, words.data());
+            surface.write(0, top + y, surface.width, words.data());
         }
+    }
+    bool take(VipsRegion* region, const VipsRect& area) {
+        if (!picture && !makePicture(header.height)) return false;
+        put(region, area, area.top);
         return true;
     }
 };
@@ -287,38 +292,130 @@ const Saver& saverFor(const path& file) {
     fail(file, "pictures are written as .png, .jpg, .webp, .tif or .ppic");
 }
 
-/// A surface's rows as bytes of red, green, blue and, where it has one, alpha.
-struct Leaving {
-    Surface& surface;
-    std::mutex one{};
+std::uint8_t* putColor(std::uint8_t* to, std::uint32_t word) {
+    to[0] = static_cast<std::uint8_t>(word >> 16);
+    to[1] = static_cast<std::uint8_t>(word >> 8);
+    to[2] = static_cast<std::uint8_t>(word);
+    return to + 3;
+}
 
-    bool give(VipsRegion* region) {
-        const VipsRect& area = region->valid;
-        thread_local std::vector<std::uint32_t> words;
-        words.resize(static_cast<std::size_t>(area.width));
-        for (int y = area.top; y < area.top + area.height; ++y) {
-            {
-                const std::lock_guard lock(one);  // for those on a display
-                surface.read(area.left, y, area.width, words.data());
-            }
-            auto* to = VIPS_REGION_ADDR(region, area.left, y);
-            if (!surface.alpha) {
-                for (const std::uint32_t word : words) to = put(to, word);
-                continue;
-            }
-            surface.toArgb(words);
-            for (const std::uint32_t word : words) {
-                to = put(to, word);
-                *to++ = static_cast<std::uint8_t>(word >> 24);
-            }
+/// Fills the region with bytes of red, green, blue and, where the surface has one, alpha. The surface's row
+/// `top` becomes the first.
+void leave(Surface& surface, int top, VipsRegion* region) {
+    const VipsRect& area = region->valid;
+    std::vector<std::uint32_t> words(static_cast<std::size_t>(area.width));
+    for (int y = 0; y < area.height; ++y) {
+        surface.read(area.left, top + y, area.width, words.data());
+        auto* to = VIPS_REGION_ADDR(region, area.left, area.top + y);
+        if (!surface.alpha) {
+            for (const std::uint32_t word : words) to = putColor(to, word);
+            continue;
         }
-        return true;
+        surface.toArgb(words);
+        for (const std::uint32_t word : words) {
+            to = putColor(to, word);
+            *to++ = static_cast<std::uint8_t>(word >> 24);
+        }
     }
-    static std::uint8_t* put(std::uint8_t* to, std::uint32_t word) {
-        to[0] = static_cast<std::uint8_t>(word >> 16);
-        to[1] = static_cast<std::uint8_t>(word >> 8);
-        to[2] = static_cast<std::uint8_t>(word);
-        return to + 3;
+}
+
+/// An image of the header's size to be written, without pixels; they will come in strips. Throws
+/// vips::VError.
+VImage outgoing(const PictureHeader& header, const KeptMetadata& metadata) {
+    VipsImage* const made = vips_image_new();
+    VImage image(made);
+    vips_image_init_fields(made, header.width, header.height, header.alpha ? 4 : 3, VIPS_FORMAT_UCHAR,
+                           VIPS_CODING_NONE, VIPS_INTERPRETATION_sRGB,
+                           static_cast<double>(header.resolution[0]) / millimetres,
+                           static_cast<double>(header.resolution[1]) / millimetres);
+    if (vips_image_pipelinev(made, VIPS_DEMAND_STYLE_FATSTRIP, nullptr) != 0) throw vips::VError();
+    // One worker for the host, which is no place for more, and so that no error is lost: see readPicture.
+    vips_image_set_int(made, VIPS_META_CONCURRENCY, 1);
+    if (metadata) {
+        const auto copy = [](VipsImage*, const char* name, GValue* value, void* to) -> void* {
+            if (staysTrue(name)) vips_image_set(static_cast<VipsImage*>(to), name, value);
+            return nullptr;
+        };
+        vips_image_map(metadata->exif.get_image(), copy, made);
+        vips_image_set_int(made, VIPS_META_ORIENTATION, 1);
+        vips_image_set_string(made, "exif-ifd2-ColorSpace", "1 (sRGB, Short, 1 components, 2 bytes)");
+        // The old thumbnail is in the bytes of the EXIF data; an empty one takes its place.
+        vips_image_set_blob(made, "jpeg-thumbnail-data", nullptr, "", 0);
+    }
+    return image;
+}
+
+using Bytes = std::unique_ptr<VipsArea, decltype(&vips_area_unref)>;
+
+/// The bytes of the file. Throws vips::VError.
+Bytes encoded(const VImage& image, const path& file, const KeptMetadata& metadata, const Encoding& encoding) {
+    const Saver& saver = saverFor(file);
+    const auto target = vips::VTarget::new_to_memory();
+    auto* const options = VImage::option()->set("in", image)->set("target", target);
+    const std::string_view name = saver.name;
+    if (name.starts_with("png")) options->set("compression", encoding.compression.value_or(6));
+    if (saver.quality) options->set("Q", encoding.quality.value_or(90));
+    if (name.starts_with("jpeg")) options->set("background", std::vector<double>{255, 255, 255});
+    if (name.starts_with("tiff") && encoding.compression != 0) {
+        options->set("compression", VIPS_FOREIGN_TIFF_COMPRESSION_DEFLATE);
+    }
+    if (metadata && metadata->profile) options->set("profile", "srgb");
+    VImage::call(saver.name, options);
+    VipsBlob* bytes = nullptr;
+    g_object_get(target.get_target(), "blob", &bytes, nullptr);
+    return {VIPS_AREA(bytes), &vips_area_unref};
+}
+
+void writeFile(const path& file, const Bytes& bytes) {
+    std::size_t size = 0;
+    const void* const data = vips_area_get_data(bytes.get(), &size, nullptr, nullptr, nullptr);
+    qkz::writeFile(file, data, size);
+}
+
+/// A picture file that is opened: an image for `Arriving`, of which no pixel has been read.
+struct Incoming {
+    PictureHeader header;
+    KeptMetadata metadata;
+    VImage image;
+};
+
+/// Throws vips::VError, too.
+Incoming incoming(const path& file, const Limits& limits) {
+    VImage image = opened(file, limits);
+    Incoming result{headerOf(image), metadataOf(image), {}};
+    image = ready(image);
+    if (vips_image_get_orientation(image.get_image()) > 1) image = image.copy_memory().autorot();
+    // With several workers the library at times loses the error of one, and half a file passes as whole.
+    result.image = image.copy();
+    result.image.set(VIPS_META_CONCURRENCY, 1);
+    return result;
+}
+
+/// To be asked when the last of the image is gone: the library tells it then.
+void checkUndamaged(const path& file) {
+    if (damaged) fail(file, "is damaged: its data is corrupt");
+}
+
+/// A picture on its way from file to file: strip by strip it comes into the host, is changed, and leaves.
+struct Passing {
+    const path& file;
+    Arriving arriving;
+    const PictureChange& change;
+    std::exception_ptr failed{};
+
+    bool pass(VipsRegion* from, VipsRegion* to) {
+        try {
+            onFile(file, "is damaged", [&] {
+                if (vips_region_prepare(from, &to->valid) != 0) throw vips::VError();
+            });
+            if (!arriving.makePicture(to->valid.height)) fail(file, "no picture of this size can be made");
+            arriving.put(from, to->valid, 0);
+            leave(arriving.host.objects.surface(change(std::move(arriving.picture))), 0, to);
+            return true;
+        } catch (...) {
+            failed = std::current_exception();
+            return false;
+        }
     }
 };
 
@@ -329,27 +426,20 @@ PictureHeader readHeader(const path& file, const Limits& limits) { return header
 PictureFile readPicture(Host& host, const path& file, const Limits& limits) {
     PictureFile result;
     onFile(file, "is damaged", [&] {
-        VImage image = opened(file, limits);
-        const PictureHeader header = headerOf(image);
-        result.metadata = metadataOf(image);
-        image = ready(image);
-        if (vips_image_get_orientation(image.get_image()) > 1) image = image.copy_memory().autorot();
-        // With several workers the library at times loses the error of one, and half a file passes as whole.
-        image = image.copy();
-        image.set(VIPS_META_CONCURRENCY, 1);
-        Arriving arriving{host, header, image};
+        Incoming in = incoming(file, limits);
+        Arriving arriving{host, in.header, in.image};
         const auto take = [](VipsRegion* region, VipsRect* area, void* to) {
             return succeeds([&] { return static_cast<Arriving*>(to)->take(region, *area); });
         };
-        if (vips_sink_disc(image.get_image(), take, &arriving) != 0) {
+        if (vips_sink_disc(in.image.get_image(), take, &arriving) != 0) {
             if (arriving.refused) fail(file, "no picture of this size can be made");
             throw vips::VError();
         }
         result.picture = std::move(arriving.picture);
-        host.objects.picture(result.picture).resolution = header.resolution;
+        result.metadata = std::move(in.metadata);
+        host.objects.picture(result.picture).resolution = in.header.resolution;
     });
-    // Told when the last of the image was gone.
-    if (damaged) fail(file, "is damaged: its data is corrupt");
+    checkUndamaged(file);
     return result;
 }
 
@@ -362,50 +452,55 @@ void checkPictureName(const path& file, const Encoding& encoding) {
 void writePicture(Host& host, REALpictureStruct* picture, const path& file, const KeptMetadata& metadata,
                   const Encoding& encoding) {
     start();
-    const Saver& saver = saverFor(file);
-    Leaving leaving{host.objects.surface(picture)};
-    const auto& resolution = host.objects.picture(picture).resolution;
-    VipsImage* const made = vips_image_new();
-    const VImage image(made);
-    vips_image_init_fields(made, leaving.surface.width, leaving.surface.height, leaving.surface.alpha ? 4 : 3,
-                           VIPS_FORMAT_UCHAR, VIPS_CODING_NONE, VIPS_INTERPRETATION_sRGB,
-                           static_cast<double>(resolution[0]) / millimetres,
-                           static_cast<double>(resolution[1]) / millimetres);
-    vips_image_pipelinev(made, VIPS_DEMAND_STYLE_THINSTRIP, nullptr);
-    if (metadata) {
-        const auto copy = [](VipsImage*, const char* name, GValue* value, void* to) -> void* {
-            if (staysTrue(name)) vips_image_set(static_cast<VipsImage*>(to), name, value);
-            return nullptr;
-        };
-        vips_image_map(metadata->exif.get_image(), copy, made);
-        vips_image_set_int(made, VIPS_META_ORIENTATION, 1);
-        vips_image_set_string(made, "exif-ifd2-ColorSpace", "1 (sRGB, Short, 1 components, 2 bytes)");
-        // The old thumbnail is in the bytes of the EXIF data; an empty one takes its place.
-        vips_image_set_blob(made, "jpeg-thumbnail-data", nullptr, "", 0);
-    }
+    Surface& surface = host.objects.surface(picture);
+    const PictureHeader header{surface.width, surface.height, surface.alpha,
+                               host.objects.picture(picture).resolution};
     const auto give = [](VipsRegion* region, void*, void* from, void*, gboolean*) {
-        return succeeds([&] { return static_cast<Leaving*>(from)->give(region); });
+        return succeeds([&] {
+            leave(*static_cast<Surface*>(from), region->valid.top, region);
+            return true;
+        });
     };
-    VipsBlob* bytes = nullptr;
-    onFile(file, "cannot be written", [&] {
-        if (vips_image_generate(made, nullptr, give, nullptr, &leaving, nullptr) != 0) throw vips::VError();
-        const auto target = vips::VTarget::new_to_memory();
-        auto* const options = VImage::option()->set("in", image)->set("target", target);
-        const std::string_view name = saver.name;
-        if (name.starts_with("png")) options->set("compression", encoding.compression.value_or(6));
-        if (saver.quality) options->set("Q", encoding.quality.value_or(90));
-        if (name.starts_with("jpeg")) options->set("background", std::vector<double>{255, 255, 255});
-        if (name.starts_with("tiff") && encoding.compression != 0) {
-            options->set("compression", VIPS_FOREIGN_TIFF_COMPRESSION_DEFLATE);
+    const Bytes bytes = onFile(file, "cannot be written", [&] {
+        const VImage image = outgoing(header, metadata);
+        if (vips_image_generate(image.get_image(), nullptr, give, nullptr, &surface, nullptr) != 0) {
+            throw vips::VError();
         }
-        if (metadata && metadata->profile) options->set("profile", "srgb");
-        VImage::call(saver.name, options);
-        g_object_get(target.get_target(), "blob", &bytes, nullptr);
+        return encoded(image, file, metadata, encoding);
     });
-    const std::unique_ptr<VipsArea, decltype(&vips_area_unref)> freed(VIPS_AREA(bytes), &vips_area_unref);
-    std::size_t size = 0;
-    const void* const data = vips_blob_get(bytes, &size);
-    writeFile(file, data, size);
+    writeFile(file, bytes);
+}
+
+void changePicture(Host& host, const path& file, const PictureChange& change, const path& output,
+                   const Encoding& encoding, const Limits& limits) {
+    const auto give = [](VipsRegion* region, void* from, void*, void* passing, gboolean*) {
+        return static_cast<Passing*>(passing)->pass(static_cast<VipsRegion*>(from), region) ? 0 : -1;
+    };
+    const Bytes bytes = [&] {
+        const Incoming in = onFile(file, "is damaged", [&] { return incoming(file, limits); });
+        // What becomes of a picture shows on a small one.
+        OwnedPicture small = host.newPicture(1, 1, in.header.alpha);
+        host.objects.picture(small).resolution = in.header.resolution;
+        small = change(std::move(small));
+        const PictureHeader header{in.header.width, in.header.height, host.objects.surface(small).alpha,
+                                   host.objects.picture(small).resolution};
+        Passing passing{file, {host, in.header, in.image}, change};
+        return onFile(output, "cannot be written", [&] {
+            const VImage image = outgoing(header, in.metadata);
+            if (vips_image_generate(image.get_image(), vips_start_one, give, vips_stop_one,
+                                    in.image.get_image(), &passing) != 0) {
+                throw vips::VError();
+            }
+            try {
+                return encoded(image, output, in.metadata, encoding);
+            } catch (const vips::VError&) {
+                if (passing.failed) std::rethrow_exception(passing.failed);
+                throw;
+            }
+        });
+    }();
+    checkUndamaged(file);
+    writeFile(output, bytes);
 }
 
 }  // namespace qkz

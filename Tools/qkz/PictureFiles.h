@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -64,6 +65,14 @@ void checkPictureName(const std::filesystem::path&, const Encoding&);
 /// JPEG shows white where the picture is transparent.
 void writePicture(qkzhost::Host&, REALpictureStruct*, const std::filesystem::path&,
                   const KeptMetadata& = nullptr, const Encoding& = {});
+
+/// What is done to a picture: takes one and gives what becomes of it.
+using PictureChange = std::function<qkzhost::OwnedPicture(qkzhost::OwnedPicture)>;
+/// Reads a picture, changes it and writes it, a strip of some rows after the other, in little memory and
+/// while those before are encoded. So `change` is to look at each pixel alone, wherever it is, and keep the
+/// size. What it throws is passed on.
+void changePicture(qkzhost::Host&, const std::filesystem::path&, const PictureChange& change,
+                   const std::filesystem::path& output, const Encoding& = {}, const Limits& = {});
 
 /// The bytes of a packed picture (PicturetoBinaryStringQKZ makes them); only the header is judged.
 std::vector<std::uint8_t> readPacked(const std::filesystem::path&, const Limits& = {});

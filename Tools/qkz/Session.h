@@ -39,6 +39,8 @@ template <class F>
 auto fromFile(F function) {
     try {
         return function();
+    } catch (const CallFailure&) {
+        throw;
     } catch (const TooManyPixels& error) {
         throw UsageError(error.what() + std::string("; --max-pixels allows more"));
     } catch (const std::runtime_error& error) {

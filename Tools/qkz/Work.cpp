@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "Help.h"
+#include "Strips.h"
 
 namespace qkz {
 namespace {
@@ -57,7 +58,10 @@ void check(Session& session, const Work& work) {
     if (!isPacked(*work.output)) fromFile([&] { checkPictureName(*work.output, work.encoding); });
 }
 
-void doFile(Session& session, const Work& work, const path& file, const std::optional<path>& output) {
+void doFile(qkzhost::Host& host, const Limits& limits, const Work& work, const path& file,
+            const std::optional<path>& output) {
+    if (canDoInStrips(work) && doInStrips(host, limits, work, file, *output)) return;
+    Session session(host, limits);
     session.open(file);
     std::size_t before = 0;
     for (const std::string& call : work.calls) {

@@ -15,6 +15,7 @@ struct Work {
     std::vector<std::string> calls;
     std::optional<std::filesystem::path> output;  // for many files with {name} for each one's
     Encoding encoding;
+    bool whole = false;  // pictures go into the host as wholes
 };
 
 /// Moves the files that lead the calls to the files: what is there or has the ending of a picture, and is no
@@ -25,7 +26,7 @@ void sortOutFiles(const Session&, Work&);
 void check(Session&, const Work&);
 
 /// Reads one file, makes the calls, and writes what comes of them. Throws as Session does.
-void doFile(Session&, const Work&, const std::filesystem::path& file,
+void doFile(qkzhost::Host&, const Limits&, const Work&, const std::filesystem::path& file,
             const std::optional<std::filesystem::path>& output);
 
 }  // namespace qkz

@@ -207,6 +207,7 @@ int run(int argc, char** argv, int& failure) {
     }
     work.files.push_back(file);
     if (*outputOption) work.output = output;
+    work.whole = debug || storage == Storage::pixmap;  // one call is one in the log; a display has one thread
     sortOutFiles(session, work);
     check(session, work);
     if (work.files.size() > 1 || output.string().find("{name}") != std::string::npos) {
@@ -217,7 +218,7 @@ int run(int argc, char** argv, int& failure) {
     }
     // Standard output is for the picture: what is printed goes beside it.
     if (output == "-") std::cout.rdbuf(std::cerr.rdbuf());
-    doFile(session, work, file, work.output);
+    doFile(host, limits, work, file, work.output);
     return 0;
 }
 
