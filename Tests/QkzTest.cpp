@@ -1,4 +1,5 @@
 // The command line.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -186,22 +187,40 @@ TEST_F(Qkz, TellsWhenStandardOutputIsFull) {
     }
 }
 
+/// Ends this process with what the command tells and its status, where the kernel refuses as the rules say.
+template <std::size_t Count>
+void endUnder(sock_filter (&rules)[Count], const std::string& arguments) {
+    const sock_fprog program{Count, rules};
+    prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+    if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) std::_Exit(99);
+    const Outcome outcome = command(arguments);
+    std::fputs(outcome.text.c_str(), stderr);
+    std::_Exit(outcome.status);
+}
+
 TEST_F(Qkz, ManagesWithoutProc) {
-    const auto run = [](const std::string& arguments) {
-        sock_filter rules[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-                               BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_readlink, 0, 1),
-                               BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOENT),
-                               BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
-        const sock_fprog noLinks{std::size(rules), rules};
-        prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-        if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &noLinks) != 0) std::_Exit(99);
-        const Outcome outcome = command(arguments);
-        std::fputs(outcome.text.c_str(), stderr);
-        std::_Exit(outcome.status);
-    };
-    EXPECT_EXIT(run("--help"), testing::ExitedWithCode(0), "Usage: qkz");
-    EXPECT_EXIT(run("list"), testing::ExitedWithCode(2), "qkz: .*say with --plugin");
-    EXPECT_EXIT(run("list" + plugin), testing::ExitedWithCode(0), "");
+    sock_filter noLinks[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                             BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_readlink, 0, 1),
+                             BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOENT),
+                             BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+    EXPECT_EXIT(endUnder(noLinks, "--help"), testing::ExitedWithCode(0), "Usage: qkz");
+    EXPECT_EXIT(endUnder(noLinks, "list"), testing::ExitedWithCode(2), "qkz: .*say with --plugin");
+    EXPECT_EXIT(endUnder(noLinks, "list" + plugin), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(Qkz, ReplacesAFileWhereNoneCanBeNameless) {
+    sock_filter noNameless[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                                BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_openat, 0, 3),
+                                BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[2])),
+                                BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, O_TMPFILE & ~O_DIRECTORY, 0, 1),
+                                BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EOPNOTSUPP),
+                                BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+    const std::string run = "run " + in.string() + plugin + "InvertQKZ -o " + in.string();
+    EXPECT_EXIT(endUnder(noNameless, run), testing::ExitedWithCode(0), "");
+    EXPECT_EQ(readArgb(in).words[0], 0xFFFFFFFF);
+    EXPECT_EXIT(endUnder(noNameless, "--max-pixels 11 " + run), testing::ExitedWithCode(2), "more than 11");
+    const std::filesystem::directory_iterator all(folder);
+    EXPECT_EQ(std::distance(begin(all), end(all)), 1) << "something is left over";
 }
 
 TEST_F(Qkz, RunsClassesGlobalMethodsAndAssignments) {
@@ -483,7 +502,9 @@ TEST_F(Qkz, TellsWhatIsWrong) {
         {"run " + (folder / "empty.png").string() + " isWhiteQKZ",
          "is no PNG, JPEG, WebP, TIFF, GIF, BMP or HEIC file"},
         {"run " + file + " InvertQKZ -o " + (folder / "no/out.png").string(),
-         "no/out.png: No such file or directory"},
+         "/no: there is no such folder; mkdir makes it"},
+        {"run '' isWhite", "the empty name: No such file or directory"},
+        {"run " + file + " isWhite --debug=3", "debug was given a disallowed flag override"},
         {"run " + half + " isWhiteQKZ", "half.png: is damaged: "},
         {"info --max-pixels 11 " + file, "4 x 3 pixels are more than 11; --max-pixels allows more"},
         {"run " + file + " InvertQKZ -o ''", "-o wants the name of a file"},
@@ -507,11 +528,13 @@ TEST_F(Qkz, KeepsWhatAFileSaysOfItsPictureAlone) {
     vips::VImage image = qkztest::libraryImage(photo);
     image.set("exif-ifd0-Artist", "somebody (somebody, ASCII, 9 components, 9 bytes)");
     image.write_to_file(from.c_str());
-    const std::pair<std::string, bool> cases[] = {{"Invert", true},
-                                                  {"PictureSepia", true},
-                                                  {"'MergePicture($, $)'", true},
-                                                  {"'RenderSamples(\"text:abcd\", 4, 1, 9, 9, 1)'", false},
-                                                  {"'BinaryStringtoPicture(\"" + to + "\")'", false}};
+    const std::pair<std::string, bool> cases[] = {
+        {"Invert", true},
+        {"PictureSepia", true},
+        {"'PictureSepia(SourcePicture=\"" + in.string() + "\")'", false},
+        {"'MergePicture($, $)'", true},
+        {"'RenderSamples(\"text:abcd\", 4, 1, 9, 9, 1)'", false},
+        {"'BinaryStringtoPicture(\"" + to + "\")'", false}};
     EXPECT_EQ(command("run " + from + " Invert -o " + to + plugin).status, 0);
     EXPECT_EQ(command("info " + to + plugin).text.substr(0, 5), "4 x 3");
     for (const auto& [call, keeps] : cases) {

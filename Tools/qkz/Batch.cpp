@@ -221,7 +221,7 @@ std::vector<path> outputsOf(const Work& work) {
     if (!work.output) return {};
     constexpr std::string_view place = "{name}";
     const std::string pattern = work.output->string();
-    if (pattern.find(place) == pattern.npos) {
+    if (!isPattern(work.output)) {
         throw UsageError("several files want {name} in -o, such as -o 'out/{name}.png'");
     }
     std::vector<path> outputs;
@@ -238,10 +238,7 @@ std::vector<path> outputsOf(const Work& work) {
             throw UsageError(output.string() + " would be written twice, the second time for " +
                              file.string());
         }
-        const path folder = output.parent_path();
-        if (!folder.empty() && !is_directory(folder)) {
-            throw UsageError(folder.string() + ": there is no such folder; mkdir makes it");
-        }
+        checkFolder(output);
         outputs.push_back(output);
     }
     return outputs;

@@ -1,15 +1,11 @@
 #include "PictureFiles.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <exception>
 #include <string_view>
-#include <vips/vips8>
 
-#include "PlainFiles.h"
+#include "OpenedImage.h"
 
 namespace qkz {
 
@@ -24,51 +20,7 @@ struct Metadata {
 
 namespace {
 
-using namespace std::string_view_literals;
-
 constexpr double millimetres = 25.4;  // of an inch; the library counts pixels a millimetre
-
-std::atomic<bool> damaged;  // JPEG data is found to be, which is nothing but a warning
-
-void start() {
-    static const bool failed = [] {
-        if (VIPS_INIT("qkz") != 0) return true;
-        vips_cache_set_max(0);
-        std::atexit(&vips_shutdown);
-        const auto hear = [](const char*, GLogLevelFlags, const char* text, void*) {
-            // Many a camera leaves bytes between segments.
-            const std::string_view warning = text;
-            if (warning.find("Corrupt JPEG") != warning.npos && warning.find("extraneous") == warning.npos) {
-                damaged = true;
-            }
-        };
-        g_log_set_handler("VIPS", GLogLevelFlags(G_LOG_LEVEL_WARNING | G_LOG_LEVEL_INFO), hear, nullptr);
-        return false;
-    }();
-    if (failed) throw std::runtime_error("libvips does not start");
-    vips_error_clear();
-    damaged = false;
-}
-
-/// What the library tells: the first line, without the name of the part that tells it.
-std::string reason() {
-    std::string text = vips_error_buffer();
-    vips_error_clear();
-    text.resize(std::min(text.find('\n'), text.size()));
-    const auto colon = text.find(": ");
-    return colon == text.npos || text.find(' ') < colon ? text : text.substr(colon + 2);
-}
-
-/// Does it; what the library throws is told of the file.
-template <class F>
-auto onFile(const path& file, const char* what, F function) {
-    try {
-        return function();
-    } catch (const vips::VError&) {
-        const std::string why = reason();
-        fail(file, why.empty() ? what : what + (": " + why));
-    }
-}
 
 /// For functions that the library calls: exceptions do not pass C.
 template <class F>
@@ -80,66 +32,24 @@ int succeeds(F function) {
     }
 }
 
-struct Kind {
-    std::size_t at;  // of the mark
-    std::string_view mark;
-    const char* loader;
-};
-constexpr Kind kinds[] = {{0, "\x89PNG\r\n\x1a\n", "pngload_source"},
-                          {0, "\xFF\xD8\xFF", "jpegload_source"},
-                          {8, "WEBP", "webpload_source"},
-                          {0, "II*\0"sv, "tiffload_source"},
-                          {0, "MM\0*"sv, "tiffload_source"},
-                          {0, "II+\0"sv, "tiffload_source"},
-                          {0, "MM\0+"sv, "tiffload_source"},
-                          {0, "GIF8", "gifload_source"},
-                          {4, "ftyphei", "heifload_source"},
-                          {4, "ftyphev", "heifload_source"},
-                          {4, "ftypmif1", "heifload_source"},
-                          {4, "ftypavif", "heifload_source"},
-                          {0, "BM", "magickload_buffer"}};
-
-/// The file, of which no more than its header is read. Pixels come from the top to the bottom, once.
-VImage opened(const path& file, const Limits& limits) {
-    start();
-    vips_pipe_read_limit_set(static_cast<gint64>(limits.bytes()));
-    const int descriptor = openToRead(file);
-    auto source = vips::VSource::new_from_descriptor(descriptor);  // has one of its own
-    close(descriptor);
-    unsigned char* bytes = nullptr;
-    const gint64 count = vips_source_sniff_at_most(source.get_source(), &bytes, 16);
-    if (count < 0) fail(file, reason());
-    const std::string_view first(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count));
-    const auto* const kind = std::find_if(std::begin(kinds), std::end(kinds), [&](const Kind& k) {
-        return first.size() >= k.at && first.substr(k.at).starts_with(k.mark);
-    });
-    if (kind == std::end(kinds)) fail(file, "is no PNG, JPEG, WebP, TIFF, GIF, BMP or HEIC file");
-    return onFile(file, "is damaged", [&] {
-        VImage image;
-        auto* const options = VImage::option()
-                                  ->set("out", &image)
-                                  ->set("access", VIPS_ACCESS_SEQUENTIAL)
-                                  ->set("fail_on", VIPS_FAIL_ON_ERROR);
-        if (std::string_view(kind->loader).ends_with("_source")) {
-            VImage::call(kind->loader, options->set("source", source));
-        } else {
-            const std::unique_ptr<VipsBlob, void (*)(VipsBlob*)> all(
-                vips_source_map_blob(source.get_source()),
-                [](VipsBlob* b) { vips_area_unref(VIPS_AREA(b)); });
-            if (!all) throw vips::VError();
-            VImage::call(kind->loader, options->set("buffer", all.get()));
-        }
-        limits.check(file, static_cast<std::uint64_t>(image.width()),
-                     static_cast<std::uint64_t>(image.height()));
-        return image;
-    });
+/// Dots per millimetre that EXIF data tells, such as `72/1 (72, Rational, ...)`; 1 when it tells none.
+double exifResolution(const VImage& image, const char* field) {
+    const char* const unit = "exif-ifd0-ResolutionUnit";
+    if (image.get_typeof(field) == 0) return 1;
+    char* rest = nullptr;
+    double dots = std::strtod(image.get_string(field), &rest);
+    if (*rest == '/') dots /= std::strtod(rest + 1, nullptr);
+    return image.get_typeof(unit) != 0 && *image.get_string(unit) == '3' ? dots / 10 : dots / millimetres;
 }
 
 PictureHeader headerOf(const VImage& image) {
     PictureHeader header{image.width(), image.height(), vips_image_hasalpha(image.get_image()) != 0};
     if (vips_image_get_orientation_swap(image.get_image())) std::swap(header.width, header.height);
-    const double resolution[] = {image.xres(), image.yres()};
+    double resolution[] = {image.xres(), image.yres()};
+    const char* const fields[] = {"exif-ifd0-XResolution", "exif-ifd0-YResolution"};
     for (std::size_t axis = 0; axis < 2; ++axis) {
+        // Of WebP and HEIC the library tells what EXIF data says there only.
+        if (resolution[axis] == 1) resolution[axis] = exifResolution(image, fields[axis]);
         const double dots = std::round(resolution[axis] * millimetres);
         // One a millimetre is what a file without resolution gets.
         if (resolution[axis] != 1 && dots >= 1 && dots <= 100'000) {
@@ -149,8 +59,13 @@ PictureHeader headerOf(const VImage& image) {
     return header;
 }
 
-/// What is no longer true: the picture is turned and has other colours, and its thumbnail shows the old one.
+/// EXIF data and the texts of a PNG, but for what is no longer true: the picture is turned and has other
+/// colours, and its thumbnail shows the old one. XMP and IPTC data, which may tell of all that, are left out.
 bool staysTrue(std::string_view field) {
+    if (field.starts_with("png-comment-")) {
+        const auto tells = [&](const char* what) { return field.find(what) != field.npos; };
+        return !tells("-Thumb::") && !tells("-Raw profile") && !tells("-XML:");
+    }
     return field.starts_with("exif-") && !field.starts_with("exif-ifd1-") &&
            !field.starts_with("exif-ifd4-") && field != "exif-ifd0-Orientation" &&
            field != "exif-ifd2-ColorSpace";
@@ -391,11 +306,6 @@ Incoming incoming(const path& file, const Limits& limits) {
     return result;
 }
 
-/// To be asked when the last of the image is gone: the library tells it then.
-void checkUndamaged(const path& file) {
-    if (damaged) fail(file, "is damaged: its data is corrupt");
-}
-
 /// A picture on its way from file to file: strip by strip it comes into the host, is changed, and leaves.
 struct Passing {
     const path& file;
@@ -451,7 +361,7 @@ void checkPictureName(const path& file, const Encoding& encoding) {
 
 void writePicture(Host& host, REALpictureStruct* picture, const path& file, const KeptMetadata& metadata,
                   const Encoding& encoding) {
-    start();
+    startLibrary();
     Surface& surface = host.objects.surface(picture);
     const PictureHeader header{surface.width, surface.height, surface.alpha,
                                host.objects.picture(picture).resolution};

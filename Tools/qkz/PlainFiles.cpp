@@ -81,7 +81,10 @@ path newName(const path& folder, Make make) {
 }  // namespace
 
 void fail(const path& file, const std::string& reason) {
-    throw std::runtime_error((file == "-" ? "standard input or output" : file.string()) + ": " + reason);
+    throw std::runtime_error((file == "-"    ? "standard input or output"
+                              : file.empty() ? "the empty name"
+                                             : file.string()) +
+                             ": " + reason);
 }
 
 int openToRead(const path& file) {

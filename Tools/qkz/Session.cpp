@@ -415,16 +415,20 @@ void Session::deliver(const Method& method, const Prepared& prepared, const Valu
     if (result.as<OwnedString>()) {
         lastString_ = host_.objects.text(result.string());
     } else if (result.as<OwnedObject>() && host_.objects.classOf(result.object()) == "Picture") {
-        const auto isCurrent = [this](const Value& value) {
-            return value.as<OwnedObject>() && value.lentObject() == current_.get();
-        };
         // What the file says of its picture is not true of one that was made of something else.
-        if (std::none_of(prepared.values.begin(), prepared.values.end(), isCurrent)) metadata_ = nullptr;
+        if (std::none_of(prepared.values.begin(), prepared.values.end(),
+                         [this](const Value& value) { return isCurrent(value); })) {
+            metadata_ = nullptr;
+        }
         current_ = result.picture();
     } else {
         if (result.as<bool>()) lastTruth_ = result.boolean();
         out_ << shown(result) << '\n';
     }
+}
+
+bool Session::isCurrent(const Value& value) const {
+    return value.as<OwnedObject>() && value.lentObject() == current_.get();
 }
 
 /// What may be the reason that a method gave nothing: the sizes of pictures and blocks that it was given.
@@ -499,6 +503,8 @@ void Session::runClass(const Registration& type, const WrittenCall& call) {
             throw UsageError(type.name + ": " + argument.key + " cannot be set");
         }
     }
+    const auto source = host_.property(instance, "SourcePicture");
+    if (!source || !isCurrent(*source)) metadata_ = nullptr;
     const Value done = host_.call("Run", {instance});
     checkException(type.name);
     if (!done.as<bool>() || !done.boolean()) {

@@ -115,6 +115,7 @@ class Session {
     qkzhost::Value propertyValue(const qkzhost::Registration&, const WrittenArgument&) const;
     void checkException(const std::string& name = "") const;
     void deliver(const qkzhost::Method&, const Prepared&, const qkzhost::Value& result);
+    bool isCurrent(const qkzhost::Value&) const;
     std::string given(const qkzhost::Method&, const Prepared&) const;
     std::string shown(const qkzhost::Value&) const;
     void show(const Prepared&) const;

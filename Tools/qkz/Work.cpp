@@ -33,6 +33,16 @@ bool isPictureName(const path& file) {
 
 }  // namespace
 
+bool isPattern(const std::optional<path>& output) {
+    return output && output->string().find("{name}") != std::string::npos;
+}
+
+void checkFolder(const path& file) {
+    const path folder = file.parent_path();
+    if (folder.empty() || is_directory(folder)) return;
+    throw UsageError(folder.string() + ": there is no such folder; mkdir makes it");
+}
+
 void sortOutFiles(const Session& session, Work& work) {
     const auto end = std::find_if_not(work.calls.begin(), work.calls.end(),
                                       [&](const std::string& word) { return isFile(session, word); });
@@ -50,6 +60,7 @@ void check(Session& session, const Work& work) {
                          " makes is written nowhere: say -o FILE, such as -o out.png");
     }
     if (work.output->empty()) throw UsageError("-o wants the name of a file");
+    if (!isPattern(work.output)) checkFolder(*work.output);
     if (last == Gives::string) {
         if (*work.output == "-" || !isPictureName(*work.output)) return;
         throw UsageError(work.output->string() + ": " + work.calls.back() +

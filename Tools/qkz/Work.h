@@ -18,6 +18,12 @@ struct Work {
     bool whole = false;  // pictures go into the host as wholes
 };
 
+/// Whether an output stands for those of several files.
+bool isPattern(const std::optional<std::filesystem::path>& output);
+
+/// Throws UsageError when the folder that a file is to go to is none.
+void checkFolder(const std::filesystem::path& file);
+
 /// Moves the files that lead the calls to the files: what is there or has the ending of a picture, and is no
 /// call of something registered.
 void sortOutFiles(const Session&, Work&);
