@@ -11,8 +11,11 @@
 #include <string>
 #include <utility>
 #include <vector>
+#include <vips/vips8>
 
 namespace {
+
+using vips::VImage;
 
 using Surface = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)>;
 using Context = std::unique_ptr<cairo_t, decltype(&cairo_destroy)>;
@@ -28,15 +31,6 @@ void write(const Surface& surface, const std::string& file) {
     if (status != CAIRO_STATUS_SUCCESS) {
         throw std::runtime_error(file + ": " + cairo_status_to_string(status));
     }
-}
-
-Surface read(const std::string& file) {
-    Surface surface(cairo_image_surface_create_from_png(file.c_str()), cairo_surface_destroy);
-    const cairo_status_t status = cairo_surface_status(surface.get());
-    if (status != CAIRO_STATUS_SUCCESS) {
-        throw std::runtime_error(file + ": " + cairo_status_to_string(status));
-    }
-    return surface;
 }
 
 /// Colour bars, a gray ramp, a sweep of hues and a few shapes: something for every operation to show on.
@@ -73,44 +67,43 @@ void drawCard(const std::string& file) {
     write(card, file);
 }
 
+/// A caption in the middle of as many lines as it takes, of dark letters on paper.
+VImage caption(const std::string& text, int width, const std::vector<double>& paper) {
+    const std::unique_ptr<char, decltype(&g_free)> markup(g_markup_escape_text(text.c_str(), -1), g_free);
+    const VImage letters = VImage::text(markup.get(), VImage::option()
+                                                          ->set("font", "DejaVu Sans 8")
+                                                          ->set("dpi", 96)
+                                                          ->set("width", width)
+                                                          ->set("align", VIPS_ALIGN_CENTRE));
+    return letters.ifthenelse(std::vector<double>{25, 25, 25}, paper, VImage::option()->set("blend", true));
+}
+
 /// The pictures side by side, each scaled into a tile with its name below.
 void drawSheet(const std::vector<std::pair<std::string, std::string>>& tiles, int columns,
                const std::string& file) {
-    constexpr int tileWidth = 240, tileHeight = 170, text = 24, gap = 10;
-    const int rows = (static_cast<int>(tiles.size()) + columns - 1) / columns;
-    const Surface sheet =
-        newSurface(gap + columns * (tileWidth + gap), gap + rows * (tileHeight + text + gap));
-    const Context cr = draw(sheet);
-    cairo_set_source_rgb(cr.get(), 0.96, 0.96, 0.94);
-    cairo_paint(cr.get());
-    cairo_select_font_face(cr.get(), "sans-serif", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
-    for (int i = 0; i < static_cast<int>(tiles.size()); ++i) {
-        const auto& [name, picture] = tiles[static_cast<std::size_t>(i)];
-        const Surface image = read(picture);
-        const double width = cairo_image_surface_get_width(image.get());
-        const double height = cairo_image_surface_get_height(image.get());
-        const double scale = std::min(tileWidth / width, tileHeight / height);
-        const int row = i / columns;
-        const double left = gap + i % columns * (tileWidth + gap);
-        const double top = gap + row * (tileHeight + text + gap);
-        cairo_save(cr.get());
-        cairo_translate(cr.get(), left + (tileWidth - width * scale) / 2,
-                        top + (tileHeight - height * scale) / 2);
-        cairo_scale(cr.get(), scale, scale);
-        cairo_set_source_surface(cr.get(), image.get(), 0, 0);
-        cairo_paint(cr.get());
-        cairo_restore(cr.get());
-        cairo_set_source_rgb(cr.get(), 0.1, 0.1, 0.1);
-        double size = 13;
-        cairo_text_extents_t extents;
-        do {  // long names in smaller letters
-            cairo_set_font_size(cr.get(), size--);
-            cairo_text_extents(cr.get(), name.c_str(), &extents);
-        } while (extents.width > tileWidth && size > 5);
-        cairo_move_to(cr.get(), left + (tileWidth - extents.width) / 2, top + tileHeight + 16);
-        cairo_show_text(cr.get(), name.c_str());
+    constexpr int width = 240, height = 170, text = 44, gap = 10;
+    const std::vector<double> paper{245, 245, 240};
+    const auto onPaper = [&](const VImage& image, VipsCompassDirection where, int rows) {
+        return image.gravity(
+            where, width, rows,
+            VImage::option()->set("extend", VIPS_EXTEND_BACKGROUND)->set("background", paper));
+    };
+    std::vector<VImage> cells;
+    for (const auto& [name, picture] : tiles) {
+        VImage image = VImage::thumbnail(picture.c_str(), width, VImage::option()->set("height", height))
+                           .colourspace(VIPS_INTERPRETATION_sRGB);
+        if (image.has_alpha()) image = image.flatten(VImage::option()->set("background", paper));
+        cells.push_back(onPaper(image, VIPS_COMPASS_DIRECTION_CENTRE, height)
+                            .join(onPaper(caption(name, width, paper), VIPS_COMPASS_DIRECTION_NORTH, text),
+                                  VIPS_DIRECTION_VERTICAL,
+                                  VImage::option()->set("shim", gap / 2)->set("background", paper)));
     }
-    write(sheet, file);
+    const VImage sheet = VImage::arrayjoin(
+        cells, VImage::option()->set("across", columns)->set("shim", gap)->set("background", paper));
+    sheet
+        .embed(gap, gap, sheet.width() + 2 * gap, sheet.height() + 2 * gap,
+               VImage::option()->set("extend", VIPS_EXTEND_BACKGROUND)->set("background", paper))
+        .write_to_file(file.c_str());
 }
 
 }  // namespace
@@ -128,6 +121,7 @@ int main(int argc, char** argv) try {
     std::vector<std::pair<std::string, std::string>> tiles;
     sheet->add_option("tiles", tiles, "A name and a PNG file, again and again")->required();
     CLI11_PARSE(app, argc, argv);
+    if (VIPS_INIT(argv[0]) != 0) throw std::runtime_error(vips_error_buffer());
     *card ? drawCard(output) : drawSheet(tiles, columns, output);
     return 0;
 } catch (const std::exception& error) {
