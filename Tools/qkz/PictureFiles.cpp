@@ -244,7 +244,7 @@ VImage outgoing(const PictureHeader& header, const KeptMetadata& metadata) {
                            static_cast<double>(header.resolution[0]) / millimetres,
                            static_cast<double>(header.resolution[1]) / millimetres);
     if (vips_image_pipelinev(made, VIPS_DEMAND_STYLE_FATSTRIP, nullptr) != 0) throw vips::VError();
-    // One worker for the host, which is no place for more, and so that no error is lost: see readPicture.
+    // One worker for the host, which is no place for more, and so that no error is lost: see `incoming`.
     vips_image_set_int(made, VIPS_META_CONCURRENCY, 1);
     if (metadata) {
         const auto copy = [](VipsImage*, const char* name, GValue* value, void* to) -> void* {
@@ -315,11 +315,12 @@ struct Passing {
 
     bool pass(VipsRegion* from, VipsRegion* to) {
         try {
+            VipsRect rows{0, to->valid.top, arriving.header.width, to->valid.height};
             onFile(file, "is damaged", [&] {
-                if (vips_region_prepare(from, &to->valid) != 0) throw vips::VError();
+                if (vips_region_prepare(from, &rows) != 0) throw vips::VError();
             });
-            if (!arriving.makePicture(to->valid.height)) fail(file, "no picture of this size can be made");
-            arriving.put(from, to->valid, 0);
+            if (!arriving.makePicture(rows.height)) fail(file, "no picture of this size can be made");
+            arriving.put(from, rows, 0);
             leave(arriving.host.objects.surface(change(std::move(arriving.picture))), 0, to);
             return true;
         } catch (...) {
