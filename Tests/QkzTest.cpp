@@ -509,6 +509,7 @@ TEST_F(Qkz, TellsWhatIsWrong) {
         {"run " + file + " isWhite --debug=3", "debug was given a disallowed flag override"},
         {"run " + half + " isWhiteQKZ", "half.png: is damaged: "},
         {"info --max-pixels 11 " + file, "4 x 3 pixels are more than 11; --max-pixels allows more"},
+        {"info --max-pixels 11 - < " + file, "standard input or output: 4 x 3 pixels are more than 11"},
         {"run " + file + " InvertQKZ -o ''", "-o wants the name of a file"},
         {"run " + file + " 'CountColorsQKZ(nil, nil, nil, count > \"\")'", "has an empty file name"},
         {"run " + file + " InvertQKZ -o out.bmp", "out.bmp: pictures are written as .png, .jpg"},
