@@ -335,6 +335,7 @@ TEST_F(Qkz, HasWordsOnEverything) {
         const std::string page = command(std::string("help ") + plugin + name).text;
         EXPECT_NE(page.find(text), std::string::npos) << name << '\n' << page;
     }
+    EXPECT_EQ(command("help info" + plugin).text.find("Examples:"), std::string::npos) << "those of run";
     std::istringstream page(command("help InvertGray" + plugin).text);
     for (std::string line; std::getline(page, line);) EXPECT_LE(line.size(), 80u) << line;
 
@@ -481,6 +482,7 @@ TEST_F(Qkz, TellsWhatIsWrong) {
         {"run " + file + " 'EmbeddedMask(no) = a.png'", "is neither $ nor nil nor a quoted file name: a.png"},
         {"rum " + file, "there is no command rum; the nearest: run"},
         {"", "a command is missing, such as run or list; qkz --help says how"},
+        {"--debug=1 list", "debug was given a disallowed flag override; qkz --help says how"},
         {"--strage gd list", "there is no option --strage; the nearest: --storage"},
         {"run " + file + " Invert --outptu x.png",
          "no option --outptu; the nearest: --output; qkz run --help"},
@@ -507,6 +509,7 @@ TEST_F(Qkz, TellsWhatIsWrong) {
         {"run " + file + " isWhite --debug=3", "debug was given a disallowed flag override"},
         {"run " + half + " isWhiteQKZ", "half.png: is damaged: "},
         {"info --max-pixels 11 " + file, "4 x 3 pixels are more than 11; --max-pixels allows more"},
+        {"info --max-pixels 11 - < " + file, "standard input or output: 4 x 3 pixels are more than 11"},
         {"run " + file + " InvertQKZ -o ''", "-o wants the name of a file"},
         {"run " + file + " 'CountColorsQKZ(nil, nil, nil, count > \"\")'", "has an empty file name"},
         {"run " + file + " InvertQKZ -o out.bmp", "out.bmp: pictures are written as .png, .jpg"},

@@ -57,7 +57,10 @@ std::string misuse(const CLI::App& app, const CLI::ParseError& error) {
     const auto option = std::find_if(left.begin(), left.end(),
                                      [](auto& text) { return text.starts_with('-') && text.size() > 1; });
     if (option != left.end()) return "there is no option " + *option + suggestion(*option, options) + next;
-    if (command.empty() && left.empty()) return "a command is missing, such as run or list" + next;
+    if (command.empty() && left.empty()) {
+        const bool missing = error.get_name() == "RequiredError";
+        return (missing ? "a command is missing, such as run or list" : error.what()) + next;
+    }
     if (command.empty())
         return "there is no command " + left.front() + suggestion(left.front(), names) + next;
     if (!left.empty()) return command + "takes no " + left.front() + next;

@@ -77,7 +77,16 @@ KeptMetadata metadataOf(const VImage& image) {
     VipsImage* const fields = vips_image_new();
     metadata->exif = VImage(fields);
     const auto keep = [](VipsImage*, const char* name, GValue* value, void* to) -> void* {
-        if (staysTrue(name)) vips_image_set(static_cast<VipsImage*>(to), name, value);
+        auto* const kept = static_cast<VipsImage*>(to);
+        if (!staysTrue(name)) return nullptr;
+        if (G_VALUE_TYPE(value) != VIPS_TYPE_BLOB) {
+            vips_image_set(kept, name, value);
+            return nullptr;
+        }
+        // Of HEIC the library gives bytes that end with the image.
+        std::size_t size = 0;
+        const void* const bytes = vips_value_get_blob(value, &size);
+        vips_image_set_blob_copy(kept, name, bytes, size);
         return nullptr;
     };
     vips_image_map(image.get_image(), keep, fields);

@@ -78,13 +78,14 @@ path newName(const path& folder, Make make) {
     }
 }
 
+std::string nameOf(const path& file) {
+    return file == "-" ? "standard input or output" : file.empty() ? "the empty name" : file.string();
+}
+
 }  // namespace
 
 void fail(const path& file, const std::string& reason) {
-    throw std::runtime_error((file == "-"    ? "standard input or output"
-                              : file.empty() ? "the empty name"
-                                             : file.string()) +
-                             ": " + reason);
+    throw std::runtime_error(nameOf(file) + ": " + reason);
 }
 
 int openToRead(const path& file) {
@@ -102,7 +103,7 @@ void Limits::check(const path& file, std::uint64_t width, std::uint64_t height) 
     if (width > side || height > side)
         fail(file, "a side is longer than " + std::to_string(side) + " pixels");
     if (width * height <= pixels) return;
-    throw TooManyPixels(file.string() + ": " + std::to_string(width) + " x " + std::to_string(height) +
+    throw TooManyPixels(nameOf(file) + ": " + std::to_string(width) + " x " + std::to_string(height) +
                         " pixels are more than " + std::to_string(pixels));
 }
 

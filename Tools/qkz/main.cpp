@@ -109,7 +109,6 @@ void addGlobalOptions(CLI::App& app, Arguments& to) {
     app.add_option("--plugin", to.plugin, "the plug-in; else libPictureQKZ.so beside qkz");
     app.set_version_flag("--version", "qkz " QKZ_VERSION, "print the version and exit");
     app.get_help_ptr()->description("print how it is used and exit");
-    app.footer(examples);
 }
 
 void addCommands(CLI::App& app, Arguments& to) {
@@ -152,6 +151,7 @@ void addCommands(CLI::App& app, Arguments& to) {
     auto* gallery = app.add_subcommand("gallery", "makes a page of pictures: every method on a photograph");
     gallery->add_option("FOLDER", to.folder, "where index.html and the pictures go")->required();
     gallery->add_option("PHOTO", to.file, "a picture file; else a sample");
+    app.footer(examples);  // not before: the commands would have it, too
 }
 
 /// Does what wants no plug-in; false when that is nothing.
