@@ -55,11 +55,13 @@ class Descriptor {
 struct Pipe {
     std::unique_ptr<Descriptor> descriptor;
     std::uint64_t left;  // bytes that may still come
+    bool sized = false;
 
     static gint64 read(VipsSourceCustom*, void* to, gint64 length, void* pipe) {
-        auto& [descriptor, left] = *static_cast<Pipe*>(pipe);
+        auto& [descriptor, left, sized] = *static_cast<Pipe*>(pipe);
         if (left == 0) {
-            vips_error("qkz", "it is too long before it tells its size");
+            vips_error("qkz",
+                       sized ? "it is too long for its size" : "it is too long before it tells its size");
             return -1;
         }
         ssize_t got = 0;
@@ -151,6 +153,7 @@ VImage opened(const path& file, const Limits& limits) {
             if (kind.wantsAll) pipe->left = limits.bytes();
             image = load(kind, source);
             pipe->left = limits.bytes();
+            pipe->sized = true;
         } else {
             const auto source = vips::VSource::new_from_descriptor(descriptor->number());  // has its own
             image = load(kindOf(file, source.get_source()), source);

@@ -256,6 +256,7 @@ VImage outgoing(const PictureHeader& header, const KeptMetadata& metadata) {
     // One worker for the host, which is no place for more, and so that no error is lost: see `incoming`.
     vips_image_set_int(made, VIPS_META_CONCURRENCY, 1);
     if (metadata) {
+        // To keep the bytes of EXIF data is to keep all that is in them: some of it is to be left out again.
         const auto copy = [](VipsImage*, const char* name, GValue* value, void* to) -> void* {
             if (staysTrue(name)) vips_image_set(static_cast<VipsImage*>(to), name, value);
             return nullptr;
@@ -412,11 +413,12 @@ void changePicture(Host& host, const path& file, const PictureChange& change, co
                 throw vips::VError();
             }
             try {
-                return encoded(image, output, in.metadata, encoding);
+                Bytes made = encoded(image, output, in.metadata, encoding);
+                if (!passing.failed) return made;
             } catch (const vips::VError&) {
-                if (passing.failed) std::rethrow_exception(passing.failed);
-                throw;
+                if (!passing.failed) throw;
             }
+            std::rethrow_exception(passing.failed);
         });
     }();
     checkUndamaged(file);
