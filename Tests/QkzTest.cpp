@@ -295,6 +295,19 @@ TEST_F(Qkz, ChangesStripsAsItDoesWholePictures) {
         ASSERT_EQ(command("--debug " + run + whole.string()).status, 0) << calls;  // never in strips
         EXPECT_EQ(readFile(out), readFile(whole)) << calls;
     }
+#ifndef QKZ_SANITIZED
+    // 32 MB as a whole, and as much again for the result.
+    vips::VImage::black(4000, 2000).write_to_file(in.c_str());
+    const std::string run = "run " + in.string() + plugin + "Invert 'Threshold(100)' -o " + out.string();
+    const auto endAsBig = [](const std::string& arguments) {
+        command(arguments);
+        rusage used{};
+        getrusage(RUSAGE_CHILDREN, &used);
+        std::_Exit(used.ru_maxrss < 75'000 ? 0 : 1);
+    };
+    EXPECT_EXIT(endAsBig(run), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(endAsBig("--debug " + run), testing::ExitedWithCode(1), "");
+#endif
 }
 
 TEST_F(Qkz, AnswersByItsStatus) {
