@@ -219,7 +219,6 @@ class Batch {
 
 std::vector<path> outputsOf(const Work& work) {
     if (!work.output) return {};
-    constexpr std::string_view place = "{name}";
     const std::string pattern = work.output->string();
     if (!isPattern(work.output)) {
         throw UsageError("several files want {name} in -o, such as -o 'out/{name}.png'");
@@ -230,8 +229,8 @@ std::vector<path> outputsOf(const Work& work) {
         if (file == "-") throw UsageError("standard input is not one of several files");
         const std::string name = file.stem().string();
         std::string filled = pattern;
-        for (std::size_t at = 0; (at = filled.find(place, at)) != filled.npos; at += name.size()) {
-            filled.replace(at, place.size(), name);
+        for (std::size_t at = 0; (at = filled.find(namePlace, at)) != filled.npos; at += name.size()) {
+            filled.replace(at, namePlace.size(), name);
         }
         const path output = filled;
         if (!all.insert(output.lexically_normal()).second) {

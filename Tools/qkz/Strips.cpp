@@ -50,13 +50,12 @@ bool isPixelwise(const std::string& text) {
 
 }  // namespace
 
-bool canDoInStrips(const Work& work) {
-    return !work.whole && work.output && !isPacked(*work.output) &&
-           std::none_of(work.files.begin(), work.files.end(), isPacked) &&
-           std::all_of(work.calls.begin(), work.calls.end(), isPixelwise);
-}
-
-bool doInStrips(Host& host, const Limits& limits, const Work& work, const path& file, const path& output) {
+bool doInStrips(Host& host, const Limits& limits, const Work& work, const path& file,
+                const std::optional<path>& output) {
+    if (work.whole || !output || isPacked(file) || isPacked(*output) ||
+        !std::all_of(work.calls.begin(), work.calls.end(), isPixelwise)) {
+        return false;
+    }
     std::ostream nowhere(nullptr);
     Session session(host, limits, nowhere);
     const PictureChange change = [&](OwnedPicture picture) {
@@ -69,7 +68,7 @@ bool doInStrips(Host& host, const Limits& limits, const Work& work, const path& 
     } catch (const CallFailure&) {
         return false;
     }
-    fromFile([&] { changePicture(host, file, change, output, work.encoding, limits); });
+    fromFile([&] { changePicture(host, file, change, *output, work.encoding, limits); });
     return true;
 }
 

@@ -5,13 +5,10 @@
 
 namespace qkz {
 
-/// Whether `doInStrips` can do the work: each of the calls looks at every pixel alone, wherever it is, and
-/// what comes of the last one goes into a picture file.
-bool canDoInStrips(const Work&);
-
 /// Does the same as `doFile`, in little memory, and reads, changes and writes at the same time. False, and
-/// nothing done, where a call fails: the error is to be told of the whole picture.
+/// nothing done, unless each of the calls looks at every pixel alone, wherever it is, and what comes of the
+/// last one goes into a picture file; and where a call fails: the error is to be told of the whole picture.
 bool doInStrips(qkzhost::Host&, const Limits&, const Work&, const std::filesystem::path& file,
-                const std::filesystem::path& output);
+                const std::optional<std::filesystem::path>& output);
 
 }  // namespace qkz

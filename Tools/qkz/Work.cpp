@@ -34,7 +34,7 @@ bool isPictureName(const path& file) {
 }  // namespace
 
 bool isPattern(const std::optional<path>& output) {
-    return output && output->string().find("{name}") != std::string::npos;
+    return output && output->string().find(namePlace) != std::string::npos;
 }
 
 void checkFolder(const path& file) {
@@ -71,7 +71,7 @@ void check(Session& session, const Work& work) {
 
 void doFile(qkzhost::Host& host, const Limits& limits, const Work& work, const path& file,
             const std::optional<path>& output) {
-    if (canDoInStrips(work) && doInStrips(host, limits, work, file, *output)) return;
+    if (doInStrips(host, limits, work, file, output)) return;
     Session session(host, limits);
     session.open(file);
     std::size_t before = 0;

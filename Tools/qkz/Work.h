@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Session.h"
@@ -17,6 +18,9 @@ struct Work {
     Encoding encoding;
     bool whole = false;  // pictures go into the host as wholes
 };
+
+/// Where a file's name goes in an output that stands for those of several.
+constexpr std::string_view namePlace = "{name}";
 
 /// Whether an output stands for those of several files.
 bool isPattern(const std::optional<std::filesystem::path>& output);
